@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs the whole test suite.
+# Usage: scripts/test.sh [preset]   (default, tsan or asan)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/deps.sh
+preset=${1:-default}
+scripts/build.sh "$preset"
+dir=build; [ "$preset" = default ] || dir=build-$preset
+ctest --test-dir "$dir" --output-on-failure -j2

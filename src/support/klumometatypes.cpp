@@ -1,0 +1,41 @@
+#include "support/klumometatypes.h"
+
+namespace ofx::lumo {
+
+namespace {
+QMutex &lock()
+{
+    static QMutex m;
+    return m;
+}
+QSet<int> &registered() // requires lock()
+{
+    static QSet<int> s;
+    return s;
+}
+} // namespace
+
+void KLumoMetaTypes::record(int id)
+{
+    QMutexLocker locker(&lock());
+    registered().insert(id);
+}
+
+QSet<int> KLumoMetaTypes::ids()
+{
+    QMutexLocker locker(&lock());
+    return registered();
+}
+
+void KLumoMetaTypes::unregisterAll()
+{
+    QSet<int> ids;
+    {
+        QMutexLocker locker(&lock());
+        ids.swap(registered());
+    }
+    for (int id : qAsConst(ids))
+        QMetaType::unregisterType(id);
+}
+
+} // namespace ofx::lumo

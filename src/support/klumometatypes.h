@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QMetaType>
+#include <QMutex>
+#include <QSet>
+
+namespace ofx::lumo {
+
+/**
+ * The library-wide record of meta types registered under plain names (records,
+ * "KRpcResponse", "stringMap", ...). Registration happens at start-up of the
+ * dispatcher, the notification handler and the proxy; teardown of the library
+ * unregisters every recorded id, and the next initialisation registers afresh.
+ * Thread-safe.
+ */
+class KLumoMetaTypes
+{
+public:
+    // Registers T under @p name (also as a typedef if T already has a
+    // different canonical name) and records the id.
+    template<typename T>
+    static int add(const char *name)
+    {
+        const int id = qRegisterMetaType<T>(name);
+        record(id);
+        return id;
+    }
+    static void record(int id);
+    static QSet<int> ids();
+    // Unregisters every recorded id and empties the record.
+    static void unregisterAll();
+};
+
+} // namespace ofx::lumo

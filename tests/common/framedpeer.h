@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+
+namespace lumotest {
+
+/**
+ * The service's side of the framing, for tests: listens on a local server name,
+ * accepts one client at a time, reassembles frames and lets the test answer them
+ * or push frames of its own. Lives on the thread that creates it.
+ */
+class FramedPeer : public QObject
+{
+    Q_OBJECT
+public:
+    struct Frame
+    {
+        quint32 seqId = 0;
+        QByteArray body;
+    };
+    // Called for every complete frame; a non-empty return is sent back framed
+    // with the same sequence id.
+    using Responder = std::function<QByteArray(const Frame &)>;
+
+    explicit FramedPeer(QObject *parent = nullptr);
+    ~FramedPeer() override;
+
+    bool listen(const QString &name);
+    QString fullServerName() const;
+    void setResponder(Responder responder) { m_responder = std::move(responder); }
+
+    bool waitForClient(int timeoutMs = 5000);
+    bool waitForFrames(int count, int timeoutMs = 5000);
+    QList<Frame> takeFrames();
+    int frameCount() const { return m_frames.size(); }
+
+    void sendFrame(quint32 seqId, const QByteArray &body);
+    void sendRaw(const QByteArray &bytes);
+    void disconnectClient();
+    QLocalSocket *client() const { return m_client; }
+
+Q_SIGNALS:
+    void clientConnected();
+    void frameReceived(quint32 seqId, const QByteArray &body);
+
+private:
+    void onNewConnection();
+    void onReadyRead();
+
+    QLocalServer m_server;
+    QPointer<QLocalSocket> m_client;
+    QByteArray m_buffer;
+    QList<Frame> m_frames;
+    Responder m_responder;
+};
+
+} // namespace lumotest
