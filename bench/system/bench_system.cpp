@@ -1,0 +1,285 @@
+// End-to-end figures of the library against the service emulator, next to a
+// plain QLocalSocket ping-pong measured in the same run:
+//   round trip p50/p99, calls per second with 1/16/256 in flight,
+//   notifications per second, one 16 MiB reply.
+// Usage: bench_system [--quick]      (runs in a private TMPDIR/HOME of its own)
+
+#include "ipc/lumoipc.h"
+#include "transport/kxlocalservernames.h"
+
+#include <lumo_types.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QTimer>
+
+#include <QSet>
+
+#include <algorithm>
+#include <cstdio>
+#include <numeric>
+#include <pwd.h>
+#include <unistd.h>
+#include <vector>
+
+using ofx::lumo::CreateFolderArg;
+using ofx::lumo::CreateFolderResult;
+
+namespace {
+
+constexpr int PingSize = 64;
+
+QString serviceName()
+{
+    const passwd *pw = ::getpwuid(::getuid());
+    return QLatin1String(ofx::lumo::servername::Ipc) + QString::fromLocal8Bit(pw ? pw->pw_name : "")
+        + QString::number(::getuid());
+}
+
+// Runs the event loop for @p ms without spinning: the machine's cores belong
+// to the service and the dispatcher's thread while we wait.
+void pump(int ms)
+{
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+bool control(const QByteArray &command)
+{
+    QLocalSocket s;
+    s.connectToServer(serviceName() + ".ctl");
+    if (!s.waitForConnected(3000))
+        return false;
+    s.write(command + "\n");
+    while (!s.canReadLine())
+        if (!s.waitForReadyRead(30000))
+            return false;
+    return s.readLine().contains("\"ok\":true");
+}
+
+double percentile(std::vector<double> v, double p)
+{
+    if (v.empty())
+        return 0;
+    std::sort(v.begin(), v.end());
+    return v[std::min(v.size() - 1, size_t(p * double(v.size())))];
+}
+
+// The baseline's far side: echoes every byte it receives, in its own process.
+int runEchoServer(const QString &name)
+{
+    QLocalServer server;
+    QLocalServer::removeServer(name);
+    if (!server.listen(name))
+        return 1;
+    QObject::connect(&server, &QLocalServer::newConnection, [&] {
+        QLocalSocket *s = server.nextPendingConnection();
+        QObject::connect(s, &QLocalSocket::readyRead, [s] { s->write(s->readAll()); });
+        QObject::connect(s, &QLocalSocket::disconnected, [] { QCoreApplication::quit(); });
+    });
+    std::printf("ready\n");
+    std::fflush(stdout);
+    return QCoreApplication::exec();
+}
+
+class Receiver : public QObject
+{
+    Q_OBJECT
+public:
+    int answered = 0;
+    int failed = 0;
+    int duplicates = 0;
+    QSet<QString> seen;
+    qint64 lastSize = 0;
+    std::function<void()> onAnswer;
+
+public Q_SLOTS:
+    void onResult(bool ok, const QString &requestId, const CreateFolderResult &value)
+    {
+        if (seen.contains(requestId))
+            ++duplicates;
+        seen.insert(requestId);
+        ++answered;
+        if (!ok)
+            ++failed;
+        lastSize = qint64(value.folderName.size());
+        if (onAnswer)
+            onAnswer();
+    }
+    void onNotify() { ++notifications; }
+
+public:
+    int notifications = 0;
+};
+
+QString call(Receiver &r)
+{
+    static const CreateFolderArg arg = [] {
+        CreateFolderArg a;
+        a.folderName = "bench";
+        return a;
+    }();
+    return LumoIpcAsynCallEx(QStringLiteral("createFolder"), Q_ARG(CreateFolderArg, arg), &r,
+                             QStringLiteral("onResult"));
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (argc >= 3 && QByteArray(argv[1]) == "--echo-server") {
+        QCoreApplication app(argc, argv);
+        return runEchoServer(QString::fromLocal8Bit(argv[2]));
+    }
+    const bool quick = argc >= 2 && QByteArray(argv[1]) == "--quick";
+    // A private runtime folder, so the emulator never meets a real service.
+    char tmpl[] = "/tmp/lumobench-XXXXXX";
+    const QString root = QString::fromLocal8Bit(::mkdtemp(tmpl));
+    for (const char *sub : {"/tmp", "/home"})
+        QDir().mkpath(root + sub);
+    qputenv("TMPDIR", (root + "/tmp").toLocal8Bit());
+    qputenv("HOME", (root + "/home").toLocal8Bit());
+    qputenv("XDG_CONFIG_HOME", (root + "/home/.config").toLocal8Bit());
+    qputenv("QT_LOGGING_RULES", "lumoipc*=false");
+    QCoreApplication app(argc, argv);
+    const int samples = quick ? 500 : 3000;
+    const int windowMs = quick ? 1000 : 2000;
+
+    // Baseline: sequential 64-byte ping-pong over a plain local socket.
+    QProcess echo;
+    const QString echoName = QStringLiteral("lumobench-echo");
+    echo.start(QCoreApplication::applicationFilePath(), {"--echo-server", echoName});
+    echo.waitForReadyRead(5000);
+    QLocalSocket ping;
+    ping.connectToServer(echoName);
+    ping.waitForConnected(3000);
+    std::vector<double> pingRtt;
+    const QByteArray payload(PingSize, 'p');
+    QElapsedTimer t;
+    for (int i = 0; i < samples + 100; ++i) {
+        t.start();
+        ping.write(payload);
+        ping.flush();
+        qint64 got = 0;
+        while (got < PingSize && ping.waitForReadyRead(3000))
+            got += ping.readAll().size();
+        if (i >= 100)
+            pingRtt.push_back(double(t.nsecsElapsed()) / 1000.0);
+    }
+    ping.disconnectFromServer();
+    echo.waitForFinished(3000);
+    const double pingP50 = percentile(pingRtt, 0.5), pingP99 = percentile(pingRtt, 0.99);
+    const double pingRate =
+        1e6 / (std::accumulate(pingRtt.begin(), pingRtt.end(), 0.0) / double(pingRtt.size()));
+
+    // The emulator, and the library connected to it with a user logged in.
+    QProcess service;
+    service.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    service.start(QStringLiteral(LUMO_SERVICE_BIN), {"autologin"});
+    for (int i = 0; i < 100 && !control(R"({"cmd":"status"})"); ++i)
+        QThread::msleep(20);
+    LumoIpcInit(true);
+    Receiver r;
+    QElapsedTimer wait;
+    wait.start();
+    while (!LumoIpcLoginCache().isLogined && wait.elapsed() < 10000)
+        pump(10);
+    if (!LumoIpcLoginCache().isLogined) {
+        std::fprintf(stderr, "bench: the library did not connect to the emulator\n");
+        return 1;
+    }
+
+    // Sequential round trips through the exported functions.
+    std::vector<double> e2e;
+    for (int i = 0; i < samples + 100; ++i) {
+        const int before = r.answered;
+        t.start();
+        call(r);
+        while (r.answered == before)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        if (i >= 100)
+            e2e.push_back(double(t.nsecsElapsed()) / 1000.0);
+    }
+    const double e2eP50 = percentile(e2e, 0.5), e2eP99 = percentile(e2e, 0.99);
+
+    // Throughput with a fixed number of calls in flight.
+    std::printf("\n%-34s %12s %12s\n", "", "p50 (us)", "p99 (us)");
+    std::printf("%-34s %12.1f %12.1f\n", "QLocalSocket ping-pong (64 B)", pingP50, pingP99);
+    std::printf("%-34s %12.1f %12.1f\n", "LumoIpcAsynCallEx round trip", e2eP50, e2eP99);
+    std::printf("%-34s %12.2f   (target <= 1.6)\n\n", "ratio p50 end-to-end / ping-pong",
+                e2eP50 / pingP50);
+    std::printf("%-34s %12.0f calls/s\n", "ping-pong sequential rate", pingRate);
+    int totalIssued = samples + 100;
+    double rate256 = 0;
+    for (int inFlight : {1, 16, 256}) {
+        int issued = 0;
+        const int start = r.answered;
+        bool running = true;
+        r.onAnswer = [&] {
+            if (running) {
+                call(r);
+                ++issued;
+            }
+        };
+        for (int i = 0; i < inFlight; ++i, ++issued)
+            call(r);
+        t.start();
+        pump(windowMs);
+        const int done = r.answered - start;
+        const double rate = done * 1000.0 / double(t.elapsed());
+        running = false;
+        while (r.answered - start < issued && t.elapsed() < windowMs + 20000)
+            pump(10);
+        r.onAnswer = nullptr;
+        totalIssued += issued;
+        if (inFlight == 256)
+            rate256 = rate;
+        std::printf("%-34s %12.0f calls/s\n",
+                    qPrintable(QStringLiteral("%1 in flight").arg(inFlight)), rate);
+    }
+    std::printf("%-34s %12.2f   (target >= 1)\n", "ratio 256 in flight / ping-pong",
+                rate256 / pingRate);
+    std::printf("%-34s %12d issued, %d answered, %d failed, %d twice\n", "calls", totalIssued,
+                r.answered, r.failed, r.duplicates);
+
+    // Notifications: a burst pushed by the emulator, counted at the event object.
+    QObject::connect(LumoIpcEventObject(), SIGNAL(signal_notifyFileAction(NotifyFileActionArg)), &r,
+                     SLOT(onNotify()));
+    const int burst = quick ? 5000 : 20000;
+    t.start();
+    control(R"({"cmd":"push","name":"notifyFileAction","arg":{"fileId":"f","action":1},"count":)"
+            + QByteArray::number(burst) + "}");
+    while (r.notifications < burst && t.elapsed() < 60000)
+        pump(5);
+    std::printf("%-34s %12.0f notifications/s (%d of %d delivered)\n", "notifications",
+                r.notifications * 1000.0 / double(t.elapsed()), r.notifications, burst);
+
+    // One 16 MiB reply.
+    const QByteArray big(16 << 20, 'z');
+    control(R"({"cmd":"reply","method":"createFolder","behaviour":{"reply":{"folderName":")" + big
+            + "\"}}}");
+    const int before = r.answered;
+    t.start();
+    call(r);
+    while (r.answered == before && t.elapsed() < 30000)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    std::printf("%-34s %12.1f ms (%lld bytes)\n", "16 MiB reply round trip",
+                double(t.nsecsElapsed()) / 1e6, r.lastSize);
+
+    LumoIpcFree();
+    control(R"({"cmd":"stop"})");
+    service.waitForFinished(5000);
+    QDir(root).removeRecursively();
+    return 0;
+}
+
+#include "bench_system.moc"

@@ -1,0 +1,39 @@
+# Install rules of the shared library: the library, the headers a host needs
+# (the exported functions, the login and company records, KRpcResponse, the
+# generated records and the notification argument types), a CMake package
+# (find_package(LumoIpc) -> LumoIpc::lumoipc) and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(LUMOIPC_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/lumoipc)
+set(LUMOIPC_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/LumoIpc)
+
+target_include_directories(lumoipc INTERFACE $<INSTALL_INTERFACE:${LUMOIPC_INSTALL_INCLUDEDIR}>)
+
+install(TARGETS lumoipc EXPORT LumoIpcTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT lumoipc NAMELINK_COMPONENT lumoipc)
+
+# Headers keep their folder below the include root, as the sources include them.
+set(_lumo_src ${PROJECT_SOURCE_DIR}/src)
+install(FILES ${_lumo_src}/ipc/lumoipc.h ${CMAKE_CURRENT_BINARY_DIR}/lumoipc_export.h
+              ${PROJECT_BINARY_DIR}/idl/gen-cpp/lumo_types.h
+        DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR} COMPONENT lumoipc)
+install(FILES ${_lumo_src}/connection/klumoipclogincache.h ${_lumo_src}/connection/kcompanyinfocache.h
+        DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/connection COMPONENT lumoipc)
+install(FILES ${_lumo_src}/dispatch/krpcresponse.h
+        DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/dispatch COMPONENT lumoipc)
+install(FILES ${_lumo_src}/notify/klumonotifytypes.h
+        DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/notify COMPONENT lumoipc)
+
+install(EXPORT LumoIpcTargets NAMESPACE LumoIpc:: DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR}
+        COMPONENT lumoipc)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/LumoIpcConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/LumoIpcConfig.cmake INSTALL_DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/LumoIpcConfigVersion.cmake
+  VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/LumoIpcConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/LumoIpcConfigVersion.cmake
+        DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR} COMPONENT lumoipc)
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/lumoipc.pc.in ${CMAKE_CURRENT_BINARY_DIR}/lumoipc.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/lumoipc.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT lumoipc)

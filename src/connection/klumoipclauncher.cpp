@@ -1,0 +1,33 @@
+#include "connection/klumoipclauncher.h"
+
+#include "support/lumolog.h"
+
+#include <QProcess>
+
+namespace ofx::lumo {
+
+KLumoIpcLauncher::KLumoIpcLauncher(const QString &arguments, const QString &program)
+    : m_arguments(arguments)
+    , m_program(program)
+{
+    setAutoDelete(true);
+}
+
+void KLumoIpcLauncher::run()
+{
+    // The command line is "<program> <arguments>". The program is taken whole
+    // so that a folder with blanks in its name still starts; the arguments
+    // are split as a shell-like command would be.
+    if (m_program.isEmpty()) {
+        log::warning(
+            lcConnection(),
+            QStringLiteral("KLumoIpcLauncher::run no service executable for: %1").arg(m_arguments));
+        return;
+    }
+    const QStringList args = QProcess::splitCommand(m_arguments);
+    log::info(lcConnection(),
+              QStringLiteral("KLumoIpcLauncher::run %1 %2").arg(m_program, m_arguments));
+    QProcess::startDetached(m_program, args);
+}
+
+} // namespace ofx::lumo

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "lumoipc_export.h"
+
+#include <QGenericArgument>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+namespace apache::thrift::async {
+class TAsyncChannel;
+}
+namespace ofx::lumo {
+class KLumoServicesCobClient;
+}
+
+namespace ofx::lumoipc {
+
+class KLumoIpcHandlerPrivate;
+
+/**
+ * Named asynchronous calls to the service. A call returns its request id at once;
+ * the result arrives later, queued into the receiver's thread, as
+ * receiver->slot(bool success, const QString &requestId, const Result &value).
+ * Every call ends exactly once: with the reply, at once with success false when
+ * the service is not connected, or with success false and the method's default
+ * result (the "waitReadError" response on the generic route) when no reply comes
+ * within the expiry interval. Cancelled calls and calls whose receiver is gone
+ * end silently.
+ *
+ * Owned by the host thread (asynCall, asynCallEx and cancelRequest only make an
+ * id and queue the call); the work happens on the private object's own thread.
+ */
+class LUMOIPC_EXPORT KLumoIpcHandler : public QObject
+{
+    Q_OBJECT
+public:
+    // Default age after which an unanswered call ends; the environment variable
+    // LUMOIPC_CALL_EXPIRY_MS (milliseconds) overrides it for handlers made later.
+    static constexpr int DefaultExpiryMs = 16000;
+
+    // @p owner becomes the QObject parent. @p client sends through @p transport,
+    // whose good() tells whether a call can go out now.
+    KLumoIpcHandler(QObject *owner, std::shared_ptr<ofx::lumo::KLumoServicesCobClient> client,
+                    std::shared_ptr<apache::thrift::async::TAsyncChannel> transport);
+    ~KLumoIpcHandler() override;
+
+    // Generic route: the service's asynCall(method, params); the slot receives a
+    // KRpcResponse.
+    QString asynCall(const QString &method, const QStringList &params, QObject *receiver,
+                     const QString &slot);
+    // The method's own route: @p arg must carry the registered name of the
+    // method's argument record (Q_ARG(RemoveArg, arg)).
+    QString asynCallEx(const QString &method, const QGenericArgument &arg, QObject *receiver,
+                       const QString &slot);
+    // Drops the call's result when it comes; the service call itself runs on.
+    bool cancelRequest(const QString &requestId);
+
+    // The object whose slots run the calls ("cancelRequest", "asynCall", one per method).
+    QObject *privateObject() const;
+
+    // Any thread; takes effect for calls registered afterwards.
+    void setExpiryInterval(int ms);
+    int expiryInterval() const;
+
+    // 32 upper-case hexadecimal digits.
+    static QString createRequestId();
+
+private:
+    void logFailure(const QString &method) const;
+
+    std::unique_ptr<KLumoIpcHandlerPrivate> const d;
+    QObject *const m_owner;
+};
+
+} // namespace ofx::lumoipc

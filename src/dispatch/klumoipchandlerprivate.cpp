@@ -1,0 +1,337 @@
+#include "dispatch/klumoipchandlerprivate.h"
+#include "dispatch/klumoipchandler.h"
+#include "dispatch/klumoqueuedcall.h"
+#include "dispatch/klumotsan.h"
+
+#include "support/klumometatypes.h"
+#include "support/lumolog.h"
+
+#include "KLumoServices.h"
+
+#include <QDateTime>
+#include <QMetaMethod>
+#include <QTimer>
+
+#include <thrift/async/TAsyncChannel.h>
+#include <thrift/transport/TBufferTransports.h>
+
+#include <algorithm>
+
+namespace ofx::lumoipc {
+
+using ofx::lumo::KLumoMetaTypes;
+using Client = KLumoIpcHandlerPrivate::Client;
+
+// What a completion callback needs to end its call; copied into the callback.
+struct KLumoIpcHandlerPrivate::Call
+{
+    QString requestId;
+    QPointer<QObject> receiver;
+    QString slotMethod;
+    QString method; // the pending record's key text
+    const char *exceptionText;
+};
+
+namespace {
+
+// The request id whose send is under way on this thread. A completion callback
+// that runs while it is set was called by the channel from inside the send, that
+// is, the message could not go out.
+thread_local const QString *t_sendingRequest = nullptr;
+
+// The generated receive operations: recv_m(Result &), or recv_m() for a method
+// without a value. A table row whose result type differs from the service's fails
+// to compile here.
+template<class Result>
+void receiveInto(Client &client, void (Client::*receive)(Result &), Result &out)
+{
+    (client.*receive)(out);
+}
+
+void receiveInto(Client &client, void (Client::*receive)(), KLumoVoidResult &)
+{
+    (client.*receive)();
+}
+
+// The client's input buffer, which the channel fills with the reply before it
+// runs the completion callback. The generated client keeps it protected.
+struct ClientInput : Client
+{
+    static bool isEmpty(Client &client)
+    {
+        return (client.*&ClientInput::itrans_)->available_read() == 0;
+    }
+};
+
+int expiryFromEnvironment()
+{
+    bool ok = false;
+    const int ms = qEnvironmentVariableIntValue("LUMOIPC_CALL_EXPIRY_MS", &ok);
+    return ok && ms > 0 ? ms : KLumoIpcHandler::DefaultExpiryMs;
+}
+
+} // namespace
+
+KLumoIpcHandlerPrivate::KLumoIpcHandlerPrivate(
+    std::shared_ptr<Client> client, std::shared_ptr<apache::thrift::async::TAsyncChannel> transport)
+    : m_client(std::move(client))
+    , m_transport(std::move(transport))
+    , m_results(std::make_shared<KLumoResultDelivery>())
+    , m_expiryMs(expiryFromEnvironment())
+{
+    registerMetaTypes();
+    const QMetaObject *mo = metaObject();
+    for (int i = mo->methodOffset(); i < mo->methodCount(); ++i) {
+        const QMetaMethod m = mo->method(i);
+        if (m.parameterCount() != 4 || m.parameterType(0) != QMetaType::QString
+            || m.parameterTypes().at(2) != "QPointer<QObject>"
+            || m.parameterType(3) != QMetaType::QString)
+            continue;
+        const CallSlot slot {i, m.parameterType(1), m.parameterTypes().at(1)};
+        if (slot.argTypeId != QMetaType::UnknownType)
+            m_callSlots.insert(QString::fromLatin1(m.name()), slot);
+    }
+    m_worker.setObjectName(QStringLiteral("KLumoIpcHandler"));
+    moveToThread(&m_worker);
+    m_worker.start();
+    queued::post(this, [this] { onInitCheckExpriedTimer(); });
+}
+
+KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
+{
+    m_results->pending().clear();
+    // The timer belongs to the worker: stop and free it there, after every call
+    // queued so far, then let the thread end.
+    queued::post(this, [this] {
+        onCheckExpriedTimerAutoPolicy();
+        delete m_expiryTimer;
+        m_expiryTimer = nullptr;
+        tsan::release(this); // QThread::wait() below is invisible to it
+        m_worker.quit();
+    });
+    const bool stopped = m_worker.wait(5000);
+    tsan::acquire(this);
+    if (!stopped)
+        ofx::lumo::log::warning(
+            lcLumoIpc(), QStringLiteral("KLumoIpcHandlerPrivate: worker did not stop in time"));
+}
+
+const KLumoIpcHandlerPrivate::CallSlot *KLumoIpcHandlerPrivate::callSlot(const QString &name) const
+{
+    const auto it = m_callSlots.constFind(name);
+    return it == m_callSlots.cend() ? nullptr : &*it;
+}
+
+void KLumoIpcHandlerPrivate::registerMetaTypes()
+{
+    KLumoMetaTypes::add<KRpcResponse>("KRpcResponse");
+    KLumoMetaTypes::add<LumoIpcArg>("LumoIpcArg");
+    KLumoMetaTypes::add<LumoIpcResult>("LumoIpcResult");
+    KLumoMetaTypes::add<stringMap>("stringMap");
+    KLumoMetaTypes::add<QPointer<QObject>>("QPointer<QObject>");
+    KLumoMetaTypes::add<LumoString>(registeredName<LumoString>(""));
+    KLumoMetaTypes::add<LumoStringList>(registeredName<LumoStringList>(""));
+    KLumoMetaTypes::add<LumoStringMap>(registeredName<LumoStringMap>(""));
+    KLumoMetaTypes::add<KLumoVoidResult>("KLumoVoidResult");
+#define LUMO_DISPATCH(slot, method, Arg, Result, text)                                             \
+    KLumoMetaTypes::add<Arg>(registeredName<Arg>(#Arg));                                           \
+    KLumoMetaTypes::add<Result>(registeredName<Result>(#Result));
+#include "dispatch/klumodispatchtable.def"
+#undef LUMO_DISPATCH
+}
+
+void KLumoIpcHandlerPrivate::setExpiryInterval(int ms)
+{
+    m_expiryMs.store(ms > 0 ? ms : KLumoIpcHandler::DefaultExpiryMs);
+}
+
+int KLumoIpcHandlerPrivate::followUpInterval() const
+{
+    // Checks after the first expiry run every 2 s, or more often when the expiry
+    // itself is short, so that a call ends within an eighth of the interval late.
+    return std::max(1, std::min(2000, m_expiryMs.load() / 8));
+}
+
+void KLumoIpcHandlerPrivate::registerPending(const QString &requestId,
+                                             const QPointer<QObject> &receiver,
+                                             const QString &slotMethod, const QString &method,
+                                             const void *fallbackValue, const char *fallbackType)
+{
+    const KLumoPendingCall call {receiver,      slotMethod,
+                                 method,        QDateTime::currentMSecsSinceEpoch(),
+                                 fallbackValue, fallbackType};
+    if (m_results->pending().add(requestId, call) == 1)
+        onCheckExpriedTimerAutoPolicy();
+}
+
+void KLumoIpcHandlerPrivate::removePending(const QString &requestId)
+{
+    m_results->pending().take(requestId);
+    if (m_results->pending().isEmpty())
+        onCheckExpriedTimerAutoPolicy();
+}
+
+void KLumoIpcHandlerPrivate::onResultEx(const QPointer<QObject> &receiver,
+                                        const QString &slotMethod, const QString &requestId,
+                                        bool success, const void *value, const char *typeName)
+{
+    m_results->deliver(receiver, slotMethod, requestId, success, value, typeName);
+}
+
+template<class Result, class Send, class Receive>
+void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const Result &fallback,
+                                   const Result &closedValue, Send &&send, Receive receive)
+{
+    registerPending(call.requestId, call.receiver, call.slotMethod, call.method, &fallback,
+                    typeName);
+    if (!m_client || !m_transport || !m_transport->good()) {
+        onResultEx(call.receiver, call.slotMethod, call.requestId, false, &closedValue, typeName);
+        return;
+    }
+
+    // The adapter: runs where the channel completes replies.
+    const std::weak_ptr<KLumoResultDelivery> weakResults = m_results;
+    Cob adapter = [weakResults, call, typeName, closed = &closedValue, receive](Client *client) {
+        const std::shared_ptr<KLumoResultDelivery> results = weakResults.lock();
+        if (!results)
+            return; // the dispatcher is gone
+        if (t_sendingRequest && *t_sendingRequest == call.requestId) {
+            // Called from inside the send: nothing went out and the input buffer
+            // may be in use by a reply on the channel's thread. End the call now.
+            results->deliver(call.receiver, call.slotMethod, call.requestId, false, closed,
+                             typeName);
+            return;
+        }
+        // An empty input buffer means the channel gave up on the call without a
+        // reply (not connected, or the write failed): the receive below fails and
+        // is logged like any other, and the call ends now instead of expiring.
+        const bool noReply = ClientInput::isEmpty(*client);
+        try {
+            Result value;
+            receive(*client, value);
+            results->deliver(call.receiver, call.slotMethod, call.requestId, true, &value,
+                             typeName);
+        } catch (const std::exception &e) {
+            ofx::lumo::log::info(lcLumoIpc(),
+                                 QLatin1String(call.exceptionText) + QString::fromUtf8(e.what()));
+            if (noReply)
+                results->deliver(call.receiver, call.slotMethod, call.requestId, false, closed,
+                                 typeName);
+        }
+    };
+
+    t_sendingRequest = &call.requestId;
+    try {
+        send(*m_client, std::move(adapter));
+    } catch (const std::exception &e) {
+        t_sendingRequest = nullptr;
+        ofx::lumo::log::info(lcLumoIpc(),
+                             QLatin1String(call.exceptionText) + QString::fromUtf8(e.what()));
+        onResultEx(call.receiver, call.slotMethod, call.requestId, false, &closedValue, typeName);
+        return;
+    }
+    t_sendingRequest = nullptr;
+}
+
+template<class Result, class Arg, class Receive>
+void KLumoIpcHandlerPrivate::dispatch(const Call &call, const char *typeName, const Arg &arg,
+                                      void (Client::*send)(Cob, const Arg &), Receive receive)
+{
+    static const Result fallback {};
+    start<Result>(
+        call, typeName, fallback, fallback,
+        [&arg, send](Client &client, Cob cob) { (client.*send)(std::move(cob), arg); },
+        [receive](Client &client, Result &out) { receiveInto(client, receive, out); });
+}
+
+void KLumoIpcHandlerPrivate::cancelRequest(const QString &requestId)
+{
+    removePending(requestId);
+}
+
+void KLumoIpcHandlerPrivate::asynCall(const QString &requestId, const QString &method,
+                                      const QStringList &params, const QPointer<QObject> &receiver,
+                                      const QString &slotMethod)
+{
+    const std::string wireMethod = method.toStdString();
+    LumoStringList wireParams;
+    wireParams.reserve(size_t(params.size()));
+    for (const QString &param : params)
+        wireParams.push_back(param.toStdString());
+
+    start<KRpcResponse>(
+        Call {requestId, receiver, slotMethod, method, "Exception on asynCall"}, "KRpcResponse",
+        KRpcResponse::waitReadError(), KRpcResponse::connectError(),
+        [&](Client &client, Cob cob) { client.asynCall(std::move(cob), wireMethod, wireParams); },
+        [](Client &client, KRpcResponse &out) {
+            LumoStringMap reply;
+            client.recv_asynCall(reply);
+            stringMap values;
+            for (const auto &entry : reply)
+                values.insert(QString::fromStdString(entry.first),
+                              QString::fromStdString(entry.second));
+            out = KRpcResponse(values);
+        });
+}
+
+void KLumoIpcHandlerPrivate::lumoIpcCall(const QString &requestId, const LumoIpcArg &arg,
+                                         const QPointer<QObject> &receiver,
+                                         const QString &slotMethod)
+{
+    dispatch<LumoIpcResult>(Call {requestId, receiver, slotMethod, QStringLiteral("lumoIpcCall"),
+                                  "Exception on lumoIpcCall"},
+                            "LumoIpcResult", arg, &Client::lumoIpcCall, &Client::recv_lumoIpcCall);
+}
+
+#define LUMO_DISPATCH(slot, method, Arg, Result, text)                                             \
+    void KLumoIpcHandlerPrivate::slot(const QString &requestId, const Arg &arg,                    \
+                                      const QPointer<QObject> &receiver,                           \
+                                      const QString &slotMethod)                                   \
+    {                                                                                              \
+        dispatch<Result>(Call {requestId, receiver, slotMethod, QStringLiteral(#slot), text},      \
+                         registeredName<Result>(#Result), arg, &Client::method,                    \
+                         &Client::recv_##method);                                                  \
+    }
+#include "dispatch/klumodispatchtable.def"
+#undef LUMO_DISPATCH
+
+void KLumoIpcHandlerPrivate::onInitCheckExpriedTimer()
+{
+    if (m_expiryTimer)
+        return;
+    m_expiryTimer = new QTimer(this);
+    m_expiryTimer->setSingleShot(true);
+    connect(m_expiryTimer, &QTimer::timeout, this, &KLumoIpcHandlerPrivate::onCheckExpiredRequest);
+    onCheckExpriedTimerAutoPolicy();
+}
+
+void KLumoIpcHandlerPrivate::onCheckExpriedTimerAutoPolicy()
+{
+    if (!m_expiryTimer)
+        return;
+    if (m_results->pending().isEmpty())
+        m_expiryTimer->stop();
+    else if (!m_expiryTimer->isActive())
+        m_expiryTimer->start(m_expiryMs.load());
+}
+
+void KLumoIpcHandlerPrivate::onCheckExpiredRequest()
+{
+    const int expiryMs = m_expiryMs.load();
+    const auto expired =
+        m_results->pending().expired(QDateTime::currentMSecsSinceEpoch(), expiryMs);
+    for (const auto &entry : expired) {
+        const KLumoPendingCall &call = entry.second;
+        onResultEx(call.receiver, call.slotMethod, entry.first, false, call.fallbackValue,
+                   call.fallbackType);
+    }
+    // Replies remove their records without waking this thread; when nothing is
+    // left the sweep simply rests until the next registration starts it again.
+    const qint64 oldest = m_results->pending().oldestStartTime();
+    if (oldest < 0)
+        return;
+    const qint64 dueIn = oldest + expiryMs + 1 - QDateTime::currentMSecsSinceEpoch();
+    m_expiryTimer->start(int(std::clamp<qint64>(dueIn, 1, followUpInterval())));
+}
+
+} // namespace ofx::lumoipc

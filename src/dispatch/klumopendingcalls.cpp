@@ -1,0 +1,53 @@
+#include "dispatch/klumopendingcalls.h"
+#include "dispatch/klumotsan.h"
+
+#include <algorithm>
+
+namespace ofx::lumoipc {
+
+int KLumoPendingCalls::add(const QString &requestId, const KLumoPendingCall &call)
+{
+    tsan::WriteLocker locker(&m_lock);
+    m_calls.insert(requestId, call);
+    return m_calls.size();
+}
+
+bool KLumoPendingCalls::take(const QString &requestId)
+{
+    tsan::WriteLocker locker(&m_lock);
+    return m_calls.remove(requestId) > 0;
+}
+
+void KLumoPendingCalls::clear()
+{
+    tsan::WriteLocker locker(&m_lock);
+    m_calls.clear();
+}
+
+int KLumoPendingCalls::count() const
+{
+    tsan::ReadLocker locker(&m_lock);
+    return m_calls.size();
+}
+
+KLumoPendingCalls::Expired KLumoPendingCalls::expired(qint64 now, qint64 maxAgeMs) const
+{
+    Expired out;
+    tsan::ReadLocker locker(&m_lock);
+    for (auto it = m_calls.cbegin(); it != m_calls.cend(); ++it) {
+        if (now - it->startTime > maxAgeMs)
+            out.append(qMakePair(it.key(), it.value()));
+    }
+    return out;
+}
+
+qint64 KLumoPendingCalls::oldestStartTime() const
+{
+    tsan::ReadLocker locker(&m_lock);
+    qint64 oldest = -1;
+    for (const KLumoPendingCall &call : m_calls)
+        oldest = oldest < 0 ? call.startTime : std::min(oldest, call.startTime);
+    return oldest;
+}
+
+} // namespace ofx::lumoipc

@@ -1,0 +1,67 @@
+#pragma once
+
+// Qt is not built with ThreadSanitizer, so the hand-offs that go through Qt's own
+// futex-based locks (QReadWriteLock, posted events, QThread::wait) are invisible
+// to it. These annotations tell it about the ones the dispatcher relies on; in
+// other builds they are empty.
+
+#if defined(__SANITIZE_THREAD__)
+#define LUMO_TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define LUMO_TSAN 1
+#endif
+#endif
+
+#ifdef LUMO_TSAN
+#include <sanitizer/tsan_interface.h>
+#endif
+
+#include <QReadWriteLock>
+
+namespace ofx::lumoipc::tsan {
+
+// Everything this thread did before release(p) happens before what a thread
+// does after a later acquire(p).
+#ifdef LUMO_TSAN
+inline void release(const void *p)
+{
+    __tsan_release(const_cast<void *>(p));
+}
+inline void acquire(const void *p)
+{
+    __tsan_acquire(const_cast<void *>(p));
+}
+#else
+inline void release(const void *) { }
+inline void acquire(const void *) { }
+#endif
+
+// QReadLocker / QWriteLocker that ThreadSanitizer can follow.
+template<bool Write> class Locker
+{
+public:
+    explicit Locker(QReadWriteLock *lock)
+        : m_lock(lock)
+    {
+        if (Write)
+            m_lock->lockForWrite();
+        else
+            m_lock->lockForRead();
+        acquire(m_lock);
+    }
+    ~Locker()
+    {
+        release(m_lock);
+        m_lock->unlock();
+    }
+    Locker(const Locker &) = delete;
+    Locker &operator=(const Locker &) = delete;
+
+private:
+    QReadWriteLock *const m_lock;
+};
+using ReadLocker = Locker<false>;
+using WriteLocker = Locker<true>;
+
+} // namespace ofx::lumoipc::tsan

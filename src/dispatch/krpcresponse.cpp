@@ -1,0 +1,24 @@
+#include "dispatch/krpcresponse.h"
+
+KRpcResponse::KRpcResponse(const stringMap &values)
+    : m_values(values)
+{ }
+
+QString KRpcResponse::value(const QString &key, const QString &defaultValue) const
+{
+    return m_values.value(key, defaultValue);
+}
+
+const KRpcResponse &KRpcResponse::waitReadError()
+{
+    static const KRpcResponse response(
+        stringMap {{QStringLiteral("error"), QStringLiteral("waitReadError")}});
+    return response;
+}
+
+const KRpcResponse &KRpcResponse::connectError()
+{
+    static const KRpcResponse response(
+        stringMap {{QStringLiteral("error"), QStringLiteral("connectError")}});
+    return response;
+}

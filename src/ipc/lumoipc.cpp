@@ -1,0 +1,155 @@
+#include "ipc/lumoipc.h"
+
+#include "connection/klumoipclogincheck.h"
+#include "connection/klumoipcproxy.h"
+#include "connection/klumoserviceprocess.h"
+#include "dispatch/klumoipchandler.h"
+#include "ipc/klumoipc.h"
+#include "support/klumoofxcloudsettings.h"
+
+using ofx::lumo::KLumoIpc;
+using ofx::lumo::KLumoIpcLoginCheck;
+using ofx::lumo::KLumoServiceProcess;
+
+namespace {
+
+ofx::lumoipc::KLumoIpcHandler *dispatcher()
+{
+    KLumoIpc *ipc = KLumoIpc::instance();
+    return ipc && ipc->proxy() ? ipc->proxy()->dispatcher() : nullptr;
+}
+
+// Neutral records handed out while the library object is absent.
+KLumoIpcLoginCache &defaultLogin()
+{
+    static KLumoIpcLoginCache record;
+    return record;
+}
+KLumoIpcLoginCache &defaultLastLogin()
+{
+    static KLumoIpcLoginCache record;
+    return record;
+}
+KCompanyInfoCache &defaultCompany()
+{
+    static KCompanyInfoCache record;
+    return record;
+}
+QMap<QString, QString> &defaultResponse()
+{
+    static QMap<QString, QString> record;
+    return record;
+}
+
+} // namespace
+
+bool LumoIpcInit(bool)
+{
+    if (KLumoIpc::instance())
+        return true;
+    auto *ipc = new KLumoIpc;
+    ipc->connectProxy();
+    // The service is (re)started only through the library object.
+    ipc->proxy()->setServiceStarter([] { LumoIpcStartLumoProcess(QString()); });
+    auto *check = new KLumoIpcLoginCheck(
+        [ipc] { ipc->requestLoginInfoForCheck(); },
+        [ipc](const QString &name, const QMap<QString, QString> &v) { ipc->postEvent(name, v); });
+    check->setServiceStarter([] { LumoIpcStartLumoProcess(QString()); });
+    ipc->setLoginCheck(check);
+    KLumoIpc::setInstance(ipc);
+    return true;
+}
+
+void LumoIpcFree()
+{
+    KLumoIpc *ipc = KLumoIpc::instance();
+    if (!ipc)
+        return;
+    delete ipc;
+    KLumoIpc::setInstance(nullptr);
+}
+
+QObject *LumoIpcEventObject()
+{
+    return KLumoIpc::instance();
+}
+
+QString LumoIpcAsynCall(const QString &method, const QStringList &params, QObject *receiver,
+                        const QString &slot)
+{
+    auto *handler = dispatcher();
+    return handler ? handler->asynCall(method, params, receiver, slot) : QString();
+}
+
+QString LumoIpcAsynCallEx(const QString &method, const QGenericArgument &arg, QObject *receiver,
+                          const QString &slot)
+{
+    auto *handler = dispatcher();
+    return handler ? handler->asynCallEx(method, arg, receiver, slot) : QString();
+}
+
+bool LumoIpcCancelCall(const QString &requestId)
+{
+    auto *handler = dispatcher();
+    if (!handler)
+        return false;
+    return QMetaObject::invokeMethod(handler->privateObject(), "cancelRequest",
+                                     Qt::QueuedConnection, Q_ARG(QString, requestId));
+}
+
+bool LumoIpcIsNeedAutoLogin()
+{
+    if (ofx::lumo::KLumoOFXCloudSettings::exists())
+        return ofx::lumo::KLumoOFXCloudSettings::isAutoLogin();
+    return KLumoIpcLoginCheck::hasStoredCredential();
+}
+
+bool LumoIpcCheckAutoLogin()
+{
+    KLumoIpc *ipc = KLumoIpc::instance();
+    if (!ipc || !ipc->loginCheck())
+        return false;
+    return ipc->loginCheck()->checkAutoLogin();
+}
+
+KLumoIpcLoginCache &LumoIpcLoginCache()
+{
+    KLumoIpc *ipc = KLumoIpc::instance();
+    return ipc ? ipc->proxy()->loginCache() : defaultLogin();
+}
+
+KLumoIpcLoginCache &LumoIpcLastLoginCache()
+{
+    KLumoIpc *ipc = KLumoIpc::instance();
+    return ipc ? ipc->proxy()->lastLoginCache() : defaultLastLogin();
+}
+
+KCompanyInfoCache &LumoIpcCompanyCache()
+{
+    KLumoIpc *ipc = KLumoIpc::instance();
+    return ipc ? ipc->proxy()->companyCache() : defaultCompany();
+}
+
+QMap<QString, QString> &LumoIpcResponseLoginInfo()
+{
+    KLumoIpc *ipc = KLumoIpc::instance();
+    return ipc ? ipc->proxy()->responseLoginInfo() : defaultResponse();
+}
+
+bool LumoIpcCheckLumoLogined()
+{
+    KLumoIpc *ipc = KLumoIpc::instance();
+    return ipc && ipc->proxy()->loginCache().isLogined;
+}
+
+bool LumoIpcCheckLumoRunning()
+{
+    return KLumoServiceProcess::isLumoRunning();
+}
+
+void LumoIpcStartLumoProcess(const QString &param)
+{
+    if (!KLumoIpc::instance())
+        return;
+    KLumoServiceProcess::startLumoProcess(param.isEmpty() ? QStringLiteral("autologin") : param);
+}

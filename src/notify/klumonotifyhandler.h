@@ -1,0 +1,56 @@
+#pragma once
+
+#include "notify/klumonotifytypes.h"
+#include "notify/klumoqueuedinvoker.h"
+
+#include "KLumoNotifyServices.h"
+
+#include <QPointer>
+
+namespace ofx::lumo {
+
+/**
+ * The library's side of the notification service. The generated processor
+ * calls one of its methods per notification frame; each becomes a queued
+ * invocation, by name, of a slot or signal of the target (the connection
+ * proxy), or of the push target for local push messages. Nothing is answered.
+ *
+ * Called on the channel's thread, inside its receive handler; every invocation
+ * is queued, so nothing of a target runs on that thread. Holds no state besides
+ * its targets and the members resolved on them. It only watches the targets
+ * (which must be destroyed on the channel's thread, as the proxy is): once a
+ * target is gone, notifications for it are dropped after their log line.
+ *
+ * The methods and what each does come from notify/klumonotifications.def;
+ * the invocations go through KLumoQueuedInvoker, which resolves each member
+ * once per target class. A converted argument may be moved from: the
+ * handler is called by the generated processor only, with values it drops
+ * afterwards.
+ */
+class KLumoNotifyHandler : public KLumoNotifyServicesCobSvIf
+{
+public:
+    // @p pushTarget receives "on_newMessage"; when null, @p target does.
+    // Registers every meta type the invocations pass.
+    explicit KLumoNotifyHandler(QObject *target, QObject *pushTarget = nullptr);
+    ~KLumoNotifyHandler() override;
+
+    // Registers the type names the invocations use. Idempotent; the constructor
+    // calls it, and a host may call it after the library's meta types were
+    // unregistered at teardown.
+    static void registerMetaTypes();
+
+#define LUMO_NOTIFY(kind, method, Arg, receiver, member, typeName, QtType)                         \
+    void method(std::function<void()> cob, const Arg &arg) override;
+#include "notify/klumonotifications.def"
+#undef LUMO_NOTIFY
+
+private:
+    QObject *receiver(bool push) const;
+
+    QPointer<QObject> m_pTarget;
+    QPointer<QObject> m_pPushTarget;
+    KLumoQueuedInvoker m_invoker; // channel thread only
+};
+
+} // namespace ofx::lumo

@@ -1,0 +1,55 @@
+#include "support/klumocommonsettings.h"
+
+namespace ofx::lumo {
+
+namespace {
+const QString RestartTurnOnKey = QStringLiteral("RestartLumoTurnOn");
+const QString RestartTimeKey = QStringLiteral("RestartLumoTime");
+} // namespace
+
+KLumoCommonSettings::KLumoCommonSettings()
+    : m_settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Nordvale"),
+                 QStringLiteral("lumoipc"))
+{
+    m_settings.setIniCodec("UTF-8");
+}
+
+QString KLumoCommonSettings::fileName()
+{
+    return KLumoCommonSettings().m_settings.fileName();
+}
+
+bool KLumoCommonSettings::restartTurnOn() const
+{
+    return m_settings.value(RestartTurnOnKey, true).toBool();
+}
+
+void KLumoCommonSettings::setRestartTurnOn(bool on)
+{
+    setValue(RestartTurnOnKey, on);
+}
+
+qint64 KLumoCommonSettings::restartTime() const
+{
+    bool ok = false;
+    const qint64 t = m_settings.value(RestartTimeKey, 0).toLongLong(&ok);
+    return ok ? t : 0;
+}
+
+void KLumoCommonSettings::setRestartTime(qint64 secsSinceEpoch)
+{
+    setValue(RestartTimeKey, QString::number(secsSinceEpoch));
+}
+
+QVariant KLumoCommonSettings::value(const QString &key, const QVariant &defaultValue) const
+{
+    return m_settings.value(key, defaultValue);
+}
+
+void KLumoCommonSettings::setValue(const QString &key, const QVariant &value)
+{
+    m_settings.setValue(key, value);
+    m_settings.sync();
+}
+
+} // namespace ofx::lumo

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+
+namespace ofx::lumo {
+
+/**
+ * Where things are: the suite's program folder and the service executable in
+ * it, the service's data root and the per-user data folders. Any thread.
+ */
+class KLumoPaths
+{
+public:
+    // The environment variable that overrides the suite's program folder
+    // (tests and the emulator stand in for the service through it).
+    static constexpr const char *SuiteDirVariable = "LUMO_SUITE_DIR";
+
+    // $LUMO_SUITE_DIR when set, else the host application's folder (empty
+    // when there is no application object).
+    static QString suiteDir();
+    // suiteDir() + "/ofxcloudsvr".
+    static QString serviceExecutablePath();
+    // Home + "/.local/share/Nordvale/OFX Cloud Files"; computed once per process.
+    static QString dataRoot();
+    // dataRoot()/userdata/<userId or "AllUsers">, created with its parents.
+    static QString userDataPath(const QString &userId);
+
+    // The platform check of the auto-login decision: 0 when a service could be
+    // started from here, non-zero otherwise (1: no service executable).
+    static int checkServicePlatform();
+};
+
+} // namespace ofx::lumo

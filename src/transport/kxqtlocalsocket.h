@@ -1,0 +1,60 @@
+#pragma once
+
+#include "transport/kxlocalsocketbase.h"
+
+#include <QLocalSocket>
+#include <QObject>
+
+namespace ofx::lumo {
+
+class IKxLocalSocketRecvBuffer;
+
+/**
+ * IKxLocalSocket on a QLocalSocket. Owned by, and used only on, the thread that
+ * created it (the owner's event-loop thread); its signals arrive there too, so
+ * nothing here is locked.
+ */
+class KxQtLocalSocket : public QObject, public KxLocalSocketBase
+{
+    Q_OBJECT
+public:
+    explicit KxQtLocalSocket(IKxLocalSocketNotify *sink);
+    ~KxQtLocalSocket() override;
+
+    void connectToServer(const wchar_t *name, int openMode) override;
+    void disconnectFromServer() override;
+    void init() override;
+    int state() override;
+    bool flush() override;
+    qint64 write(const char *data, unsigned int len) override;
+    bool waitForBytesWritten() override;
+    qintptr socketDescriptor() const override;
+
+    // When set, readable bytes that Qt has not buffered yet are read with recv()
+    // straight into the sink's memory, skipping Qt's intermediate copy. On by
+    // default; only matters for sinks that offer IKxLocalSocketRecvBuffer.
+    void setDirectRead(bool on) { m_bDirectRead = on; }
+
+    // Bytes that went through Qt's socket buffer before reaching the sink
+    // (measurement only).
+    quint64 bytesReadThroughQt() const { return m_nReadThroughQt; }
+
+public Q_SLOTS:
+    void close() override;
+
+private Q_SLOTS:
+    void slotOnReadyRead();
+    void slotOnError(QLocalSocket::LocalSocketError socketError);
+    void slotOnStateChanged(QLocalSocket::LocalSocketState socketState);
+    void slotOnConnected();
+    void slotOnDisconnected();
+
+private:
+    void readInto(IKxLocalSocketRecvBuffer *target);
+
+    QLocalSocket *m_pSocket;
+    bool m_bDirectRead = true;
+    quint64 m_nReadThroughQt = 0;
+};
+
+} // namespace ofx::lumo

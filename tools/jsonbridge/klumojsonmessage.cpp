@@ -1,0 +1,163 @@
+#include "klumojsonmessage.h"
+
+#include "klumojsonbridge.h"
+
+#include <thrift/TApplicationException.h>
+#include <thrift/protocol/TCompactProtocol.h>
+#include <thrift/transport/TBufferTransports.h>
+
+namespace ofx::lumo {
+
+using namespace jsonschema;
+using apache::thrift::TApplicationException;
+using apache::thrift::protocol::TCompactProtocolT;
+using apache::thrift::transport::TMemoryBuffer;
+namespace pt = apache::thrift::protocol;
+
+namespace {
+
+std::string structName(const Method &m, const char *suffix)
+{
+    return std::string(services[m.service].name) + "_" + m.name + suffix;
+}
+
+pt::TType ttypeOf(int type)
+{
+    // Only the kinds a result can have matter here.
+    switch (types[type].kind) {
+    case Kind::Bool:
+        return pt::T_BOOL;
+    case Kind::Byte:
+        return pt::T_BYTE;
+    case Kind::I16:
+        return pt::T_I16;
+    case Kind::I32:
+        return pt::T_I32;
+    case Kind::I64:
+        return pt::T_I64;
+    case Kind::Double:
+        return pt::T_DOUBLE;
+    case Kind::String:
+    case Kind::Binary:
+        return pt::T_STRING;
+    case Kind::List:
+        return pt::T_LIST;
+    case Kind::Set:
+        return pt::T_SET;
+    case Kind::Map:
+        return pt::T_MAP;
+    case Kind::Struct:
+        return pt::T_STRUCT;
+    case Kind::Void:
+        break;
+    }
+    return pt::T_VOID;
+}
+
+} // namespace
+
+std::string KLumoJsonMessage::encodeCall(const Method &method, const KLumoJsonValue &args,
+                                         int32_t seqId)
+{
+    auto buf = std::make_shared<TMemoryBuffer>();
+    TCompactProtocolT<TMemoryBuffer> proto(buf);
+    proto.writeMessageBegin(method.name, method.oneway ? pt::T_ONEWAY : pt::T_CALL, seqId);
+    KLumoJsonBridge::writeFields(&proto, structName(method, "_pargs").c_str(), method.firstArg,
+                                 method.argCount, args.isNull() ? KLumoJsonValue::object() : args,
+                                 {});
+    proto.writeMessageEnd();
+    return buf->getBufferAsString();
+}
+
+KLumoJsonMessage::Call KLumoJsonMessage::decodeCall(const std::string &serviceName,
+                                                    const std::string &bytes, bool withArgs)
+{
+    auto buf = std::make_shared<TMemoryBuffer>(
+        reinterpret_cast<uint8_t *>(const_cast<char *>(bytes.data())), uint32_t(bytes.size()),
+        TMemoryBuffer::OBSERVE);
+    TCompactProtocolT<TMemoryBuffer> proto(buf);
+    Call call;
+    proto.readMessageBegin(call.name, call.type, call.seqId);
+    call.method = KLumoJsonBridge::method(serviceName, call.name);
+    if (call.method && withArgs) {
+        call.args =
+            KLumoJsonBridge::readFields(&proto, call.method->firstArg, call.method->argCount);
+        proto.readMessageEnd();
+    }
+    return call;
+}
+
+std::string KLumoJsonMessage::encodeReply(const Method &method, const KLumoJsonValue &result,
+                                          int32_t seqId)
+{
+    auto buf = std::make_shared<TMemoryBuffer>();
+    TCompactProtocolT<TMemoryBuffer> proto(buf);
+    proto.writeMessageBegin(method.name, pt::T_REPLY, seqId);
+    proto.writeStructBegin(structName(method, "_result").c_str());
+    if (types[method.result].kind != Kind::Void) {
+        proto.writeFieldBegin("success", ttypeOf(method.result), 0);
+        KLumoJsonBridge::writeValue(&proto, method.result, result, "result");
+        proto.writeFieldEnd();
+    }
+    proto.writeFieldStop();
+    proto.writeStructEnd();
+    proto.writeMessageEnd();
+    return buf->getBufferAsString();
+}
+
+std::string KLumoJsonMessage::encodeException(const std::string &name, int32_t seqId, int type,
+                                              const std::string &message)
+{
+    auto buf = std::make_shared<TMemoryBuffer>();
+    TCompactProtocolT<TMemoryBuffer> proto(buf);
+    TApplicationException x(TApplicationException::TApplicationExceptionType(type), message);
+    proto.writeMessageBegin(name, pt::T_EXCEPTION, seqId);
+    x.write(&proto);
+    proto.writeMessageEnd();
+    return buf->getBufferAsString();
+}
+
+KLumoJsonMessage::Reply KLumoJsonMessage::decodeReply(const Method &method,
+                                                      const std::string &bytes)
+{
+    auto buf = std::make_shared<TMemoryBuffer>(
+        reinterpret_cast<uint8_t *>(const_cast<char *>(bytes.data())), uint32_t(bytes.size()),
+        TMemoryBuffer::OBSERVE);
+    TCompactProtocolT<TMemoryBuffer> proto(buf);
+    Reply reply;
+    std::string name;
+    pt::TMessageType type;
+    int32_t seqId;
+    proto.readMessageBegin(name, type, seqId);
+    if (type == pt::T_EXCEPTION) {
+        TApplicationException x;
+        x.read(&proto);
+        reply.exception = true;
+        reply.exceptionType = int(x.getType());
+        reply.message = x.what();
+        return reply;
+    }
+    std::string sname;
+    proto.readStructBegin(sname);
+    for (;;) {
+        pt::TType ft;
+        int16_t id;
+        proto.readFieldBegin(sname, ft, id);
+        if (ft == pt::T_STOP)
+            break;
+        if (id == 0 && ft == ttypeOf(method.result)) {
+            reply.value = KLumoJsonBridge::readValue(&proto, method.result);
+            reply.hasValue = true;
+        } else {
+            proto.skip(ft);
+        }
+        proto.readFieldEnd();
+    }
+    proto.readStructEnd();
+    proto.readMessageEnd();
+    if (types[method.result].kind == Kind::Void)
+        reply.hasValue = true;
+    return reply;
+}
+
+} // namespace ofx::lumo

@@ -1,0 +1,335 @@
+#include "klumoserviceemulator.h"
+
+#include "klumojsonbridge.h"
+#include "klumojsonmessage.h"
+
+#include "connection/klumolockfile.h"
+#include "transport/klumoframe.h"
+#include "transport/kxlocalservernames.h"
+
+#include <thrift/TApplicationException.h>
+
+#include <QLocalSocket>
+#include <QTimer>
+
+#include <cstdio>
+#include <pwd.h>
+#include <unistd.h>
+#include <vector>
+
+namespace ofx::lumo {
+
+namespace {
+
+const char RequestService[] = "KLumoServices";
+const char NotifyService[] = "KLumoNotifyServices";
+// A frame announcing more than this is treated as garbage rather than buffered.
+constexpr quint32 MaxFrame = 256u << 20;
+
+void note(const QString &text)
+{
+    std::fprintf(stderr, "lumo-service: %s\n", qPrintable(text));
+}
+
+} // namespace
+
+KLumoServiceEmulator::KLumoServiceEmulator(QObject *parent)
+    : QObject(parent)
+{
+    connect(&m_server, &QLocalServer::newConnection, this, &KLumoServiceEmulator::onNewConnection);
+}
+
+KLumoServiceEmulator::~KLumoServiceEmulator()
+{
+    stop();
+}
+
+QString KLumoServiceEmulator::defaultServerName()
+{
+    QString login;
+    std::vector<char> buf(16384);
+    passwd pw;
+    passwd *result = nullptr;
+    if (::getpwuid_r(::getuid(), &pw, buf.data(), buf.size(), &result) == 0 && result)
+        login = QString::fromLocal8Bit(result->pw_name);
+    return QLatin1String(servername::Ipc) + login + QString::number(::getuid());
+}
+
+bool KLumoServiceEmulator::start(const QString &serverName, QString *error)
+{
+    m_existLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::ExistKey));
+    m_mainLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::MainKey));
+    m_existLock->tryLock(); // several processes may "exist"; only the main lock excludes
+    if (!m_mainLock->tryLock()) {
+        *error = QStringLiteral("another service holds the main lock (%1)")
+                     .arg(KLumoLockFile::path(QLatin1String(KLumoLockFile::MainKey)));
+        return false;
+    }
+    // Holding the main lock, any socket file left under our name is stale.
+    QLocalServer::removeServer(serverName);
+    m_server.setSocketOptions(QLocalServer::UserAccessOption);
+    if (!m_server.listen(serverName)) {
+        *error = QStringLiteral("cannot listen on %1: %2").arg(serverName, m_server.errorString());
+        m_mainLock->release();
+        return false;
+    }
+    return true;
+}
+
+bool KLumoServiceEmulator::setRequestLog(const QString &path, QString *error)
+{
+    m_requestLog.setFileName(path);
+    if (!m_requestLog.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+        *error = QStringLiteral("cannot write the request log %1: %2")
+                     .arg(path, m_requestLog.errorString());
+        return false;
+    }
+    return true;
+}
+
+bool KLumoServiceEmulator::login(const KLumoJsonValue *profile, std::string *error)
+{
+    if (profile && !m_scenario.setProfile(*profile, error))
+        return false;
+    if (!m_loginLock)
+        m_loginLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::LoginStatusKey));
+    if (!m_loginLock->isLocked() && !m_loginLock->tryLock()) {
+        *error = "the login-status lock is held by another process";
+        return false;
+    }
+    return true;
+}
+
+void KLumoServiceEmulator::logout()
+{
+    if (m_loginLock)
+        m_loginLock->release();
+}
+
+bool KLumoServiceEmulator::isLoggedIn() const
+{
+    return m_loginLock && m_loginLock->isLocked();
+}
+
+int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &arg,
+                               std::string *error)
+{
+    const jsonschema::Method *m = KLumoJsonBridge::method(NotifyService, name);
+    if (!m) {
+        *error = name + ": not a notification of " + NotifyService;
+        return -1;
+    }
+    KLumoJsonValue args = KLumoJsonValue::object();
+    args.insert("arg", arg);
+    std::string body;
+    try {
+        body = KLumoJsonMessage::encodeCall(*m, args, 0);
+    } catch (const KLumoJsonError &e) {
+        *error = e.what();
+        return -1;
+    }
+    int sent = 0;
+    for (auto &c : m_clients) {
+        send(c.first, 0, body);
+        ++sent;
+    }
+    return sent;
+}
+
+int KLumoServiceEmulator::sendRaw(const QByteArray &bytes)
+{
+    for (auto &c : m_clients)
+        c.first->write(bytes);
+    return int(m_clients.size());
+}
+
+void KLumoServiceEmulator::setStalled(bool stalled)
+{
+    m_stalled = stalled;
+    for (auto &c : m_clients) {
+        // A tiny read buffer makes Qt stop draining the socket, so the kernel's
+        // buffers fill and the client feels it.
+        c.first->setReadBufferSize(stalled ? 1 : 0);
+        if (!stalled)
+            QTimer::singleShot(0, this, [this, s = c.first] { onReadyRead(s); });
+    }
+}
+
+void KLumoServiceEmulator::stop()
+{
+    if (m_stopped)
+        return;
+    m_stopped = true;
+    m_server.close();
+    const auto clients = m_clients;
+    for (const auto &c : clients) {
+        c.first->flush();
+        c.first->abort();
+        c.first->deleteLater();
+    }
+    m_clients.clear();
+    logout();
+    if (m_mainLock)
+        m_mainLock->release();
+    if (m_existLock)
+        m_existLock->release();
+    Q_EMIT stopped();
+}
+
+void KLumoServiceEmulator::onNewConnection()
+{
+    while (QLocalSocket *s = m_server.nextPendingConnection()) {
+        m_clients.emplace(s, Client());
+        if (m_stalled)
+            s->setReadBufferSize(1);
+        connect(s, &QLocalSocket::readyRead, this, [this, s] { onReadyRead(s); });
+        connect(s, &QLocalSocket::disconnected, this, [this, s] { onDisconnected(s); });
+    }
+}
+
+void KLumoServiceEmulator::onDisconnected(QLocalSocket *socket)
+{
+    if (m_clients.erase(socket))
+        socket->deleteLater();
+}
+
+void KLumoServiceEmulator::onReadyRead(QLocalSocket *socket)
+{
+    auto it = m_clients.find(socket);
+    if (it == m_clients.end())
+        return;
+    if (m_stalled)
+        return;
+    QByteArray &buf = it->second.buffer;
+    buf += socket->readAll();
+    int pos = 0;
+    while (buf.size() - pos >= int(frame::HeaderSize)) {
+        const frame::Header h = frame::readHeader(buf.constData() + pos);
+        if (!h.hasMagic() || h.total < frame::HeaderSize || h.total > MaxFrame) {
+            note(QStringLiteral("malformed frame from a client; closing its connection"));
+            m_clients.erase(it);
+            socket->abort();
+            socket->deleteLater();
+            return;
+        }
+        if (quint32(buf.size() - pos) < h.total)
+            break;
+        const std::string body(buf.constData() + pos + frame::HeaderSize, h.bodyLength());
+        pos += int(h.total);
+        handleFrame(socket, h.seqId, body);
+        if (!m_clients.count(socket))
+            return;
+    }
+    buf.remove(0, pos);
+}
+
+void KLumoServiceEmulator::handleFrame(QLocalSocket *socket, quint32 seqId, const std::string &body)
+{
+    KLumoJsonMessage::Call call;
+    try {
+        // The arguments matter only to the request log and to the generic
+        // route (whose name picks the behaviour); otherwise skip decoding them.
+        const bool generic = body.find("asynCall") != std::string::npos;
+        call = KLumoJsonMessage::decodeCall(RequestService, body, m_requestLog.isOpen() || generic);
+    } catch (const std::exception &e) {
+        note(QStringLiteral("undecodable request (%1); closing the connection")
+                 .arg(QString::fromUtf8(e.what())));
+        m_clients.erase(socket);
+        socket->abort();
+        socket->deleteLater();
+        return;
+    }
+    ++m_requests;
+    logRequest(call.name, call.args);
+    if (call.type == apache::thrift::protocol::T_ONEWAY || (call.method && call.method->oneway))
+        return;
+    std::string reply;
+    int delayMs = 0;
+    if (!call.method) {
+        using apache::thrift::TApplicationException;
+        reply = KLumoJsonMessage::encodeException(call.name, call.seqId,
+                                                  TApplicationException::UNKNOWN_METHOD,
+                                                  "Invalid method name: '" + call.name + "'");
+    } else {
+        reply = answer(call.name, call.args, call.seqId, &delayMs);
+    }
+    if (reply.empty())
+        return;
+    if (delayMs <= 0) {
+        send(socket, seqId, reply);
+        return;
+    }
+    QPointer<QLocalSocket> guard(socket);
+    QTimer::singleShot(delayMs, this, [this, guard, seqId, reply] {
+        if (guard && m_clients.count(guard.data()))
+            send(guard.data(), seqId, reply);
+    });
+}
+
+std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJsonValue &args,
+                                         int32_t seqId, int *delayMs)
+{
+    using apache::thrift::TApplicationException;
+    const jsonschema::Method *m = KLumoJsonBridge::method(RequestService, method);
+    KLumoEmulatorScenario::Behaviour b = m_scenario.behaviour(method);
+    std::string generic;
+    if (method == "asynCall") {
+        if (const KLumoJsonValue *name = args.find("method"))
+            generic = name->toString();
+        const KLumoEmulatorScenario::Behaviour g = m_scenario.genericBehaviour(generic);
+        if (g.hasReply || g.fail || g.noReply || g.delayMs)
+            b = g;
+    }
+    *delayMs = b.delayMs;
+    if (b.noReply)
+        return {};
+    if (b.fail)
+        return KLumoJsonMessage::encodeException(
+            method, seqId, TApplicationException::INTERNAL_ERROR, b.failMessage);
+
+    KLumoJsonValue value;
+    if (b.hasReply) {
+        value = b.reply;
+    } else if (method == "getLoginInfo" || generic == "getLoginInfo") {
+        if (isLoggedIn()) {
+            value = m_scenario.profile();
+        } else {
+            value = KLumoJsonValue::object();
+            value.insert("isLogined", "0");
+        }
+    } else if (method == "asynCall") {
+        value = KLumoJsonValue::object();
+        value.insert("method", generic);
+        value.insert("result", "ok");
+    } else {
+        value = KLumoJsonBridge::defaultValue(m->result);
+    }
+    try {
+        return KLumoJsonMessage::encodeReply(*m, value, seqId);
+    } catch (const KLumoJsonError &e) {
+        return KLumoJsonMessage::encodeException(method, seqId,
+                                                 TApplicationException::INTERNAL_ERROR, e.what());
+    }
+}
+
+void KLumoServiceEmulator::logRequest(const std::string &method, const KLumoJsonValue &args)
+{
+    if (!m_requestLog.isOpen())
+        return;
+    KLumoJsonValue line = KLumoJsonValue::object();
+    line.insert("method", method);
+    line.insert("args", args.isNull() ? KLumoJsonValue::object() : args);
+    const std::string text = line.serialize() + "\n";
+    m_requestLog.write(text.data(), qint64(text.size()));
+    m_requestLog.flush();
+}
+
+void KLumoServiceEmulator::send(QLocalSocket *socket, quint32 seqId, const std::string &body)
+{
+    QByteArray out(int(frame::HeaderSize + body.size()), Qt::Uninitialized);
+    frame::writeHeader(out.data(), quint32(body.size()), seqId);
+    std::memcpy(out.data() + frame::HeaderSize, body.data(), body.size());
+    socket->write(out);
+}
+
+} // namespace ofx::lumo

@@ -1,0 +1,62 @@
+#include "klumoctlargument.h"
+
+#include <thrift/protocol/TCompactProtocol.h>
+#include <thrift/transport/TBufferTransports.h>
+
+namespace ofx::lumo {
+
+KLumoCtlArgument::KLumoCtlArgument(const char *serviceMethod, const char *typeName,
+                                   const KLumoJsonValue &json)
+    : m_typeName(typeName)
+{
+    const jsonschema::Method *m = KLumoJsonBridge::method("KLumoServices", serviceMethod);
+    if (!m || m->argCount != 1)
+        throw KLumoJsonError({}, std::string(serviceMethod) + " does not take one argument");
+    const jsonschema::Field &field = jsonschema::fields[m->firstArg];
+
+    // Checking against the schema first gives every mistake the same wording.
+    auto buf = std::make_shared<apache::thrift::transport::TMemoryBuffer>();
+    apache::thrift::protocol::TCompactProtocolT<apache::thrift::transport::TMemoryBuffer> proto(
+        buf);
+    const int record = KLumoJsonBridge::recordOfType(field.type);
+    if (record >= 0) {
+        m_ops = KLumoJsonBridge::recordOps(record);
+        m_data = m_ops->create();
+        try {
+            KLumoJsonBridge::fromJson(*m_ops, m_data, json, field.name);
+        } catch (...) {
+            m_ops->destroy(m_data);
+            throw;
+        }
+        return;
+    }
+    KLumoJsonBridge::writeValue(&proto, field.type, json, field.name);
+    switch (jsonschema::types[field.type].kind) {
+    case jsonschema::Kind::String:
+        m_string = json.toString();
+        m_data = &m_string;
+        break;
+    case jsonschema::Kind::List:
+        for (const KLumoJsonValue &e : json.elements())
+            m_list.push_back(e.toString());
+        m_data = &m_list;
+        break;
+    case jsonschema::Kind::Map:
+        for (const auto &e : json.members())
+            m_map[e.first] = e.second.toString();
+        m_data = &m_map;
+        break;
+    default:
+        throw KLumoJsonError(field.name,
+                             "argument type " + KLumoJsonBridge::typeName(field.type)
+                                 + " is not supported here");
+    }
+}
+
+KLumoCtlArgument::~KLumoCtlArgument()
+{
+    if (m_ops)
+        m_ops->destroy(m_data);
+}
+
+} // namespace ofx::lumo

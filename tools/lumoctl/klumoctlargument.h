@@ -1,0 +1,40 @@
+#pragma once
+
+#include "klumojsonbridge.h"
+
+#include <QGenericArgument>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace ofx::lumo {
+
+/**
+ * The argument of a dispatched call, built from JSON and typed as the
+ * dispatcher's slot expects it (a record by its plain name, or std::string,
+ * std::vector<std::string>, std::map<std::string,std::string>). Holds the
+ * value until the call has been queued. Main thread.
+ */
+class KLumoCtlArgument
+{
+public:
+    // Throws KLumoJsonError when @p json does not fit the argument of
+    // @p serviceMethod; the path starts with the argument's name.
+    KLumoCtlArgument(const char *serviceMethod, const char *typeName, const KLumoJsonValue &json);
+    ~KLumoCtlArgument();
+    KLumoCtlArgument(const KLumoCtlArgument &) = delete;
+    KLumoCtlArgument &operator=(const KLumoCtlArgument &) = delete;
+
+    QGenericArgument argument() const { return QGenericArgument(m_typeName, m_data); }
+
+private:
+    const char *m_typeName;
+    const jsonschema::RecordOps *m_ops = nullptr;
+    void *m_data = nullptr;
+    std::string m_string;
+    std::vector<std::string> m_list;
+    std::map<std::string, std::string> m_map;
+};
+
+} // namespace ofx::lumo
