@@ -19,7 +19,7 @@ install(FILES ${_lumo_src}/ipc/lumoipc.h ${CMAKE_CURRENT_BINARY_DIR}/lumoipc_exp
         DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR} COMPONENT lumoipc)
 install(FILES ${_lumo_src}/connection/klumoipclogincache.h ${_lumo_src}/connection/kcompanyinfocache.h
         DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/connection COMPONENT lumoipc)
-install(FILES ${_lumo_src}/dispatch/krpcresponse.h
+install(FILES ${_lumo_src}/dispatch/krpcresponse.h ${_lumo_src}/dispatch/klumovoidresult.h
         DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/dispatch COMPONENT lumoipc)
 install(FILES ${_lumo_src}/notify/klumonotifytypes.h
         DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/notify COMPONENT lumoipc)

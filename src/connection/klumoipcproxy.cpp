@@ -65,9 +65,12 @@ qint64 nowSecs()
 class KLumoIpcProxyPrivate
 {
 public:
-    // Kept alive as long as the client that was built with it.
+    // Kept alive as long as the client that was built with it. The compact decoder
+    // allocates whatever length a reply claims before it looks for the bytes, so a
+    // garbage reply must not be able to ask for gigabytes: bound strings and
+    // containers well above anything the service sends.
     apache::thrift::protocol::TCompactProtocolFactoryT<apache::thrift::transport::TMemoryBuffer>
-        protocolFactory;
+            protocolFactory{128 << 20, 1 << 20};
     std::shared_ptr<KLumoIpcChannel> channel;
     std::shared_ptr<KLumoNotifyHandler> notifyHandler;
     std::shared_ptr<KLumoNotifyActualProcessor> notifyProcessor;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "lumoipc_export.h"
 
 #include <QGenericArgument>
 #include <QObject>
@@ -33,7 +32,7 @@ class KLumoIpcHandlerPrivate;
  * Owned by the host thread (asynCall, asynCallEx and cancelRequest only make an
  * id and queue the call); the work happens on the private object's own thread.
  */
-class LUMOIPC_EXPORT KLumoIpcHandler : public QObject
+class KLumoIpcHandler : public QObject
 {
     Q_OBJECT
 public:

@@ -38,11 +38,30 @@ void logInfo(const QString &text)
     log::info(lcTransport(), text);
 }
 
+// Empties @p buf, including Thrift's count of what was read from it.
+void clearReceiveBuffer(TMemoryBuffer *buf)
+{
+    buf->resetBuffer();
+    buf->readEnd(); // on an empty buffer: back to the full message-size allowance
+}
+
+// Tells Thrift how long the message in @p buf really is, so a garbage length
+// inside it fails at once instead of making the decoder allocate up to the
+// configured maximum message size.
+void limitToFrame(TMemoryBuffer *buf, quint32 len)
+{
+    try {
+        buf->updateKnownMessageSize(long(len));
+    } catch (const std::exception &) {
+        // Longer than Thrift accepts at all: its own limit applies.
+    }
+}
+
 // Leaves exactly @p len bytes at @p data readable in @p buf, reusing its memory
 // when the buffer owns some.
 void fillReceiveBuffer(TMemoryBuffer *buf, const char *data, quint32 len)
 {
-    buf->resetBuffer();
+    clearReceiveBuffer(buf);
     try {
         buf->write(reinterpret_cast<const uint8_t *>(data), len);
     } catch (const std::exception &) {
@@ -50,6 +69,7 @@ void fillReceiveBuffer(TMemoryBuffer *buf, const char *data, quint32 len)
         buf->resetBuffer(reinterpret_cast<uint8_t *>(const_cast<char *>(data)), len,
                          TMemoryBuffer::COPY);
     }
+    limitToFrame(buf, len);
 }
 
 } // namespace
@@ -92,6 +112,7 @@ public:
         quint32 seqId = 0;
         TMemoryBuffer *target = nullptr;
         quint32 remaining = 0;
+        quint32 length = 0;
     } direct;
 
     // Any thread.
@@ -207,7 +228,7 @@ bool KLumoIpcChannelPrivate::startDirect(const frame::Header &h)
     }
     const quint32 have = buffer.size() - frame::HeaderSize;
     try {
-        target->resetBuffer();
+        clearReceiveBuffer(target);
         uint8_t *dst = target->getWritePtr(have);
         std::memcpy(dst, buffer.data() + frame::HeaderSize, have);
         target->wroteBytes(have);
@@ -220,12 +241,14 @@ bool KLumoIpcChannelPrivate::startDirect(const frame::Header &h)
     direct.seqId = h.seqId;
     direct.target = target;
     direct.remaining = h.bodyLength() - have;
+    direct.length = h.bodyLength();
     return true;
 }
 
 void KLumoIpcChannelPrivate::finishDirect()
 {
     const quint32 id = direct.seqId;
+    limitToFrame(direct.target, direct.length);
     direct = Direct();
     VoidCallback cob;
     int missing = 0;
@@ -328,6 +351,7 @@ void KLumoIpcChannelPrivate::parse()
             if (processor) {
                 message = std::make_shared<TMemoryBuffer>(len ? len : 1);
                 message->write(reinterpret_cast<const uint8_t *>(body), len);
+                limitToFrame(message.get(), len);
                 stats.bytesCopied += len;
             }
             buffer.consume(h.total);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "lumoipc_export.h"
 #include "transport/ikxlocalsocketnotify.h"
 #include "transport/ikxlocalsocketrecvbuffer.h"
 
@@ -41,7 +40,7 @@ inline constexpr char ZeroText[] = "0";
  * No QObject base is listed first, so there is no Q_OBJECT: queued work uses
  * functor invocations on this object.
  */
-class LUMOIPC_EXPORT KLumoIpcChannel : public IKxLocalSocketNotify,
+class KLumoIpcChannel : public IKxLocalSocketNotify,
                                        public apache::thrift::async::TAsyncChannel,
                                        public QObject,
                                        public IKxLocalSocketRecvBuffer

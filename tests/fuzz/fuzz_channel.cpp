@@ -55,6 +55,11 @@ struct World
         channel = std::make_unique<KLumoIpcChannel>(nullptr, processor);
         shared =
             std::shared_ptr<apache::thrift::async::TAsyncChannel>(channel.get(), [](auto *) {});
+        // Thrift's compact decoder allocates whatever string length a message
+        // claims before it looks for the bytes; without limits a garbage reply
+        // costs up to 2 GiB. Production clients need the same limits.
+        factory.setStringSizeLimit(16 << 20);
+        factory.setContainerSizeLimit(1 << 20);
         client = std::make_unique<KLumoServicesCobClient>(shared, &factory);
     }
 

@@ -231,7 +231,8 @@ private Q_SLOTS:
     void requestAndPostEventGoThroughTheLoginCheck()
     {
         EventSink sink;
-        qApp->setProperty("__nvolite_kdcinfoc__", QVariant::fromValue<QObject *>(&sink));
+        QCoreApplication::instance()->setProperty("__nvolite_kdcinfoc__",
+                                                  QVariant::fromValue<QObject *>(&sink));
         QVERIFY(LumoIpcInit(false));
         KLumoIpc *ipc = KLumoIpc::instance();
         KLumoIpcLoginCheck *check = ipc->loginCheck();
@@ -260,7 +261,7 @@ private Q_SLOTS:
         QVERIFY(LumoIpcInit(false));
         QCOMPARE(LumoIpcLastLoginCache().userId, QStringLiteral("u9"));
         QVERIFY(!LumoIpcLoginCache().isLogined);
-        qApp->setProperty("__nvolite_kdcinfoc__", QVariant());
+        QCoreApplication::instance()->setProperty("__nvolite_kdcinfoc__", QVariant());
     }
 
     void isNeedAutoLogin()

@@ -3,8 +3,6 @@
 #include "callrecorder.h"
 #include "framedpeer.h"
 #include "notifylogcapture.h"
-#include <sys/stat.h> // lumotestenv.h uses chmod
-
 #include "lumotestenv.h"
 #include "notifytarget.h"
 #include "thriftcodec.h"

@@ -1,8 +1,6 @@
 // The queued invoker must behave as a queued QMetaObject::invokeMethod by name:
 // later, in the receiver's thread, with copies; Qt's own warning when the
 // member or a type does not resolve; nothing once the receiver is gone.
-#include <sys/stat.h> // lumotestenv.h uses chmod
-
 #include "lumotestenv.h"
 
 #include "notify/klumoqueuedinvoker.h"

@@ -1,7 +1,5 @@
 // Local push messages: every action word, the "force=true" pair wherever it
 // stands, and the odd shapes a message can take.
-#include <sys/stat.h> // lumotestenv.h uses chmod
-
 #include "lumotestenv.h"
 
 #include "push/klocalpushmsgdispatch.h"

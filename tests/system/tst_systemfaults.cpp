@@ -259,12 +259,20 @@ void TestSystemFaults::peerThatStopsReadingDoesNotBlockTheHost()
     QVERIFY2(worstGap < 1500,
              qPrintable(QStringLiteral("the host thread stalled for %1 ms").arg(worstGap)));
 
-    // Once the peer reads again, whatever was not given up by expiry is answered.
+    // Every call ends once; when the peer reads again the connection works:
+    // a new call succeeds once the backlog has been worked off (calls queued
+    // behind it may still reach their expiry on a busy machine).
     QVERIFY(emulator.ok(R"({"cmd":"stall","on":false})"));
     QTRY_COMPARE_WITH_TIMEOUT(r.results.size(), ids.size(), 10000);
-    const QString id = issue(r, QStringLiteral("after the stall"));
-    QTRY_VERIFY_WITH_TIMEOUT(r.results.contains(id), 8000);
-    QVERIFY(r.results.value(id).ok);
+    QElapsedTimer t;
+    t.start();
+    bool ok = false;
+    while (!ok && t.elapsed() < 20000) {
+        const QString id = issue(r, QStringLiteral("after the stall"));
+        QTRY_VERIFY_WITH_TIMEOUT(r.results.contains(id), 8000);
+        ok = r.results.value(id).ok;
+    }
+    QVERIFY(ok);
 }
 
 void TestSystemFaults::garbageFromThePeer()
@@ -334,10 +342,18 @@ void TestSystemFaults::twoMainApplicationsRaceToRestartTheService()
     QFile log(starts);
     QVERIFY(log.open(QIODevice::ReadOnly));
     QCOMPARE(log.readAll(), QByteArray("start\n"));
-    // All three see the login again from the restarted service (by polling,
-    // every 5000 ms once the fast-mode window has passed).
+    // All three are connected to the restarted service and logged in. A host
+    // whose disconnect is handled after the restart never sees a logout at
+    // all (the main lock is held again), so only the final state is checked.
     for (Host &h : hosts) {
-        QTRY_VERIFY_WITH_TIMEOUT(h.out.count("login 1") >= 2, 15000);
+        auto settled = [&h] {
+            const QList<QByteArray> lines = h.out.split('\n');
+            const int reconnects = int(lines.count("connected"));
+            const int lastIn = int(lines.lastIndexOf("login 1")),
+                      lastOut = int(lines.lastIndexOf("login 0"));
+            return reconnects >= 2 && lastIn > lastOut;
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(settled(), h.out.constData(), 25000);
     }
     for (Host &h : hosts) {
         h.process->terminate();

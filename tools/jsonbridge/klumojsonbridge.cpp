@@ -250,6 +250,11 @@ const Method *KLumoJsonBridge::method(const std::string &serviceName, const std:
     return it == idx.end() ? nullptr : &methods[it->second];
 }
 
+apache::thrift::protocol::TType KLumoJsonBridge::wireType(int type)
+{
+    return ttype(types[type].kind);
+}
+
 std::string KLumoJsonBridge::typeName(int type)
 {
     const Type &t = types[type];

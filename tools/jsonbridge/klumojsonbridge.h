@@ -47,6 +47,8 @@ public:
                                             const std::string &name);
     // Thrift spelling of a type: "list<CloudItem>", "map<string,string>".
     static std::string typeName(int type);
+    // The wire type of a schema type (T_VOID for void).
+    static apache::thrift::protocol::TType wireType(int type);
     // The record index of a struct type, or -1; and the type of a record.
     static int recordOfType(int type);
     static int recordType(int record) { return record; }

@@ -21,39 +21,6 @@ std::string structName(const Method &m, const char *suffix)
     return std::string(services[m.service].name) + "_" + m.name + suffix;
 }
 
-pt::TType ttypeOf(int type)
-{
-    // Only the kinds a result can have matter here.
-    switch (types[type].kind) {
-    case Kind::Bool:
-        return pt::T_BOOL;
-    case Kind::Byte:
-        return pt::T_BYTE;
-    case Kind::I16:
-        return pt::T_I16;
-    case Kind::I32:
-        return pt::T_I32;
-    case Kind::I64:
-        return pt::T_I64;
-    case Kind::Double:
-        return pt::T_DOUBLE;
-    case Kind::String:
-    case Kind::Binary:
-        return pt::T_STRING;
-    case Kind::List:
-        return pt::T_LIST;
-    case Kind::Set:
-        return pt::T_SET;
-    case Kind::Map:
-        return pt::T_MAP;
-    case Kind::Struct:
-        return pt::T_STRUCT;
-    case Kind::Void:
-        break;
-    }
-    return pt::T_VOID;
-}
-
 } // namespace
 
 std::string KLumoJsonMessage::encodeCall(const Method &method, const KLumoJsonValue &args,
@@ -95,7 +62,7 @@ std::string KLumoJsonMessage::encodeReply(const Method &method, const KLumoJsonV
     proto.writeMessageBegin(method.name, pt::T_REPLY, seqId);
     proto.writeStructBegin(structName(method, "_result").c_str());
     if (types[method.result].kind != Kind::Void) {
-        proto.writeFieldBegin("success", ttypeOf(method.result), 0);
+        proto.writeFieldBegin("success", KLumoJsonBridge::wireType(method.result), 0);
         KLumoJsonBridge::writeValue(&proto, method.result, result, "result");
         proto.writeFieldEnd();
     }
@@ -145,7 +112,7 @@ KLumoJsonMessage::Reply KLumoJsonMessage::decodeReply(const Method &method,
         proto.readFieldBegin(sname, ft, id);
         if (ft == pt::T_STOP)
             break;
-        if (id == 0 && ft == ttypeOf(method.result)) {
+        if (id == 0 && ft == KLumoJsonBridge::wireType(method.result)) {
             reply.value = KLumoJsonBridge::readValue(&proto, method.result);
             reply.hasValue = true;
         } else {
