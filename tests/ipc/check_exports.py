@@ -36,6 +36,10 @@ PREFIXES = ("typeinfo name for ", "typeinfo for ", "vtable for ", "VTT for ",
 INTERNAL = re.compile(r"ofx::lumoipc::|ofx::lumo::K[A-Za-z]|\bKLumo|\bKx[A-Z]|\bIKx")
 
 
+# Symbols the linker defines in every shared object (sanitizer builds export them).
+LINKER_SYMBOLS = {"__bss_start", "_edata", "_end"}
+
+
 def main():
     lib, types_header = sys.argv[1], sys.argv[2]
     known_extra = set(sys.argv[3:])
@@ -49,7 +53,7 @@ def main():
             continue
         kind, name = parts[1], parts[2]
         seen.add(name)
-        if name in FUNCTIONS:
+        if name in FUNCTIONS or name in LINKER_SYMBOLS:
             continue
         bare = name
         for p in PREFIXES:
