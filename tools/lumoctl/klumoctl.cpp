@@ -99,6 +99,23 @@ bool takeFlag(QStringList &args, const char *name)
     return args.removeAll(QLatin1String(name)) > 0;
 }
 
+// The options shared by the commands that issue a call.
+struct CallOptions
+{
+    double timeout = 30; // seconds for the answer
+    double wait = 3; // seconds for the connection
+    bool pretty = false;
+};
+
+bool takeCallOptions(QStringList &args, CallOptions *opts, QString *error)
+{
+    if (!takeNumber(args, "--timeout", &opts->timeout, error)
+        || !takeNumber(args, "--wait", &opts->wait, error))
+        return false;
+    opts->pretty = takeFlag(args, "--pretty");
+    return true;
+}
+
 QString serverName()
 {
     const passwd *pw = ::getpwuid(::getuid());
@@ -208,6 +225,16 @@ bool KLumoCtl::waitUntil(const std::function<bool()> &done, int timeoutMs)
     return done();
 }
 
+bool KLumoCtl::requireService(double waitSeconds)
+{
+    if (connectService(int(waitSeconds * 1000)))
+        return true;
+    fail(QStringLiteral("no service answers on %1 (waited %2 s)")
+             .arg(serverName())
+             .arg(waitSeconds));
+    return false;
+}
+
 bool KLumoCtl::connectService(int waitMs)
 {
     LumoIpcInit(true);
@@ -288,12 +315,12 @@ int KLumoCtl::status(const QStringList &argsIn)
 int KLumoCtl::call(const QStringList &argsIn)
 {
     QStringList args = argsIn;
-    double timeout = 30, wait = 3;
+    CallOptions opts;
     QString error;
-    if (!takeNumber(args, "--timeout", &timeout, &error)
-        || !takeNumber(args, "--wait", &wait, &error))
+    if (!takeCallOptions(args, &opts, &error))
         return usageError(error);
-    const bool pretty = takeFlag(args, "--pretty");
+    const double timeout = opts.timeout, wait = opts.wait;
+    const bool pretty = opts.pretty;
     if (args.isEmpty() || args.size() > 2)
         return usageError(QStringLiteral("call METHOD [ARG_JSON]"));
     const KLumoCtlMethod *method = findMethod(args.at(0));
@@ -320,10 +347,8 @@ int KLumoCtl::call(const QStringList &argsIn)
         return usageError(QString::fromUtf8(e.what()));
     }
 
-    if (!connectService(int(wait * 1000))) {
-        fail(QStringLiteral("no service answers on %1 (waited %2 s)").arg(serverName()).arg(wait));
+    if (!requireService(wait))
         return 1;
-    }
     QElapsedTimer elapsed;
     elapsed.start();
     const QString id = LumoIpcAsynCallEx(QLatin1String(method->name), arg->argument(),
@@ -356,19 +381,17 @@ int KLumoCtl::call(const QStringList &argsIn)
 int KLumoCtl::generic(const QStringList &argsIn)
 {
     QStringList args = argsIn;
-    double timeout = 30, wait = 3;
+    CallOptions opts;
     QString error;
-    if (!takeNumber(args, "--timeout", &timeout, &error)
-        || !takeNumber(args, "--wait", &wait, &error))
+    if (!takeCallOptions(args, &opts, &error))
         return usageError(error);
-    const bool pretty = takeFlag(args, "--pretty");
+    const double timeout = opts.timeout, wait = opts.wait;
+    const bool pretty = opts.pretty;
     if (args.isEmpty())
         return usageError(QStringLiteral("generic NAME [PARAM...]"));
     const QString name = args.takeFirst();
-    if (!connectService(int(wait * 1000))) {
-        fail(QStringLiteral("no service answers on %1 (waited %2 s)").arg(serverName()).arg(wait));
+    if (!requireService(wait))
         return 1;
-    }
     const QString id = LumoIpcAsynCall(name, args, m_receiver.get(), QStringLiteral("onGeneric"));
     if (id.isEmpty() || !waitUntil([&] { return m_receiver->has(id); }, int(timeout * 1000))) {
         fail(QStringLiteral("%1: no result within %2 s").arg(name).arg(timeout));

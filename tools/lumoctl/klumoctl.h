@@ -41,6 +41,8 @@ private:
 
     // Initialises the library and waits up to @p waitMs for the connection.
     bool connectService(int waitMs);
+    // connectService, with the reason on stderr when no service answers.
+    bool requireService(double waitSeconds);
     // Runs the event loop until @p done is true or @p timeoutMs passes.
     bool waitUntil(const std::function<bool()> &done, int timeoutMs);
     static const KLumoCtlMethod *findMethod(const QString &name);
