@@ -207,10 +207,10 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
         // is logged like any other, and the call ends now instead of expiring.
         const bool noReply = ClientInput::isEmpty(*client);
         try {
-            Result value;
-            receive(*client, value);
-            results->deliver(call.receiver, call.slotMethod, call.requestId, true, &value,
-                             typeName);
+            auto value = std::make_shared<Result>();
+            receive(*client, *value);
+            results->deliver(call.receiver, call.slotMethod, call.requestId, true,
+                             std::shared_ptr<void>(std::move(value)), typeName);
         } catch (const std::exception &e) {
             ofx::lumo::log::info(lcLumoIpc(),
                                  QLatin1String(call.exceptionText) + QString::fromUtf8(e.what()));

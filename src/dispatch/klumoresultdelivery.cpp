@@ -41,6 +41,21 @@ void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QStri
                                   const QString &requestId, bool success, const void *value,
                                   const char *typeName)
 {
+    deliver(receiver, slotMethod, requestId, success, value, nullptr, typeName);
+}
+
+void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
+                                  const QString &requestId, bool success,
+                                  std::shared_ptr<void> value, const char *typeName)
+{
+    const void *const data = value.get();
+    deliver(receiver, slotMethod, requestId, success, data, std::move(value), typeName);
+}
+
+void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
+                                  const QString &requestId, bool success, const void *value,
+                                  std::shared_ptr<void> owned, const char *typeName)
+{
     // Look-up and removal are one step: of a reply, an expiry and a cancellation
     // racing for the same call, only one may reach the receiver.
     if (!m_pending.take(requestId))
@@ -59,8 +74,10 @@ void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QStri
 
     const Slot slot = resolve(target, slotMethod, typeName);
     if (slot.index >= 0) {
-        if (std::shared_ptr<void> copy = queued::copyOf(slot.typeId, value)) {
-            queued::invoke(target, slot.index, success, QString(requestId), std::move(copy));
+        if (!owned)
+            owned = queued::copyOf(slot.typeId, value);
+        if (owned) {
+            queued::invoke(target, slot.index, success, QString(requestId), std::move(owned));
             return;
         }
     }

@@ -7,6 +7,8 @@
 #include <QReadWriteLock>
 #include <QString>
 
+#include <memory>
+
 class QMetaObject;
 
 namespace ofx::lumoipc {
@@ -29,8 +31,14 @@ class KLumoResultDelivery
 public:
     KLumoPendingCalls &pending() { return m_pending; }
 
+    // Delivers a copy of @p value.
     void deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
                  const QString &requestId, bool success, const void *value, const char *typeName);
+    // Delivers @p value itself: a reply decoded for this call alone is handed
+    // over rather than copied (a 16 MiB string is copied once less).
+    void deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
+                 const QString &requestId, bool success, std::shared_ptr<void> value,
+                 const char *typeName);
 
 private:
     struct SlotKey
@@ -54,6 +62,10 @@ private:
         int typeId = 0; // of the value
     };
     Slot resolve(QObject *target, const QString &slotMethod, const char *typeName);
+    // @p owned, when set, holds *value and may be handed over as it is.
+    void deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
+                 const QString &requestId, bool success, const void *value,
+                 std::shared_ptr<void> owned, const char *typeName);
 
     KLumoPendingCalls m_pending;
     QReadWriteLock m_slotsLock;

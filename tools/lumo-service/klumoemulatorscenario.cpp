@@ -132,17 +132,26 @@ bool KLumoEmulatorScenario::setGenericBehaviour(const std::string &name, const K
     return true;
 }
 
-KLumoEmulatorScenario::Behaviour KLumoEmulatorScenario::behaviour(const std::string &method) const
+namespace {
+const KLumoEmulatorScenario::Behaviour &noBehaviour()
+{
+    static const KLumoEmulatorScenario::Behaviour none;
+    return none;
+}
+} // namespace
+
+const KLumoEmulatorScenario::Behaviour &
+KLumoEmulatorScenario::behaviour(const std::string &method) const
 {
     auto it = m_methods.find(method);
-    return it == m_methods.end() ? Behaviour() : it->second;
+    return it == m_methods.end() ? noBehaviour() : it->second;
 }
 
-KLumoEmulatorScenario::Behaviour
+const KLumoEmulatorScenario::Behaviour &
 KLumoEmulatorScenario::genericBehaviour(const std::string &name) const
 {
     auto it = m_generic.find(name);
-    return it == m_generic.end() ? Behaviour() : it->second;
+    return it == m_generic.end() ? noBehaviour() : it->second;
 }
 
 bool KLumoEmulatorScenario::setProfile(const KLumoJsonValue &profile, std::string *error)

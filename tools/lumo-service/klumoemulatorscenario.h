@@ -44,8 +44,9 @@ public:
                       std::string *error);
     bool setGenericBehaviour(const std::string &name, const KLumoJsonValue &behaviour,
                              std::string *error);
-    Behaviour behaviour(const std::string &method) const;
-    Behaviour genericBehaviour(const std::string &name) const;
+    // Valid until the scenario changes; a default Behaviour when none is set.
+    const Behaviour &behaviour(const std::string &method) const;
+    const Behaviour &genericBehaviour(const std::string &name) const;
 
     // A map<string,string> profile as getLoginInfo reports it.
     const KLumoJsonValue &profile() const { return m_profile; }

@@ -14,6 +14,8 @@
 
 #include <cstdio>
 #include <pwd.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 #include <vector>
 
@@ -271,41 +273,43 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
 {
     using apache::thrift::TApplicationException;
     const jsonschema::Method *m = KLumoJsonBridge::method(RequestService, method);
-    KLumoEmulatorScenario::Behaviour b = m_scenario.behaviour(method);
+    const KLumoEmulatorScenario::Behaviour *b = &m_scenario.behaviour(method);
     std::string generic;
     if (method == "asynCall") {
         if (const KLumoJsonValue *name = args.find("method"))
             generic = name->toString();
-        const KLumoEmulatorScenario::Behaviour g = m_scenario.genericBehaviour(generic);
+        const KLumoEmulatorScenario::Behaviour &g = m_scenario.genericBehaviour(generic);
         if (g.hasReply || g.fail || g.noReply || g.delayMs)
-            b = g;
+            b = &g;
     }
-    *delayMs = b.delayMs;
-    if (b.noReply)
+    *delayMs = b->delayMs;
+    if (b->noReply)
         return {};
-    if (b.fail)
+    if (b->fail)
         return KLumoJsonMessage::encodeException(
-            method, seqId, TApplicationException::INTERNAL_ERROR, b.failMessage);
+            method, seqId, TApplicationException::INTERNAL_ERROR, b->failMessage);
 
-    KLumoJsonValue value;
-    if (b.hasReply) {
-        value = b.reply;
+    // The scenario's reply is encoded where it stands: it may be many megabytes.
+    KLumoJsonValue built;
+    const KLumoJsonValue *value = &built;
+    if (b->hasReply) {
+        value = &b->reply;
     } else if (method == "getLoginInfo" || generic == "getLoginInfo") {
         if (isLoggedIn()) {
-            value = m_scenario.profile();
+            value = &m_scenario.profile();
         } else {
-            value = KLumoJsonValue::object();
-            value.insert("isLogined", "0");
+            built = KLumoJsonValue::object();
+            built.insert("isLogined", "0");
         }
     } else if (method == "asynCall") {
-        value = KLumoJsonValue::object();
-        value.insert("method", generic);
-        value.insert("result", "ok");
+        built = KLumoJsonValue::object();
+        built.insert("method", generic);
+        built.insert("result", "ok");
     } else {
-        value = KLumoJsonBridge::defaultValue(m->result);
+        built = KLumoJsonBridge::defaultValue(m->result);
     }
     try {
-        return KLumoJsonMessage::encodeReply(*m, value, seqId);
+        return KLumoJsonMessage::encodeReply(*m, *value, seqId);
     } catch (const KLumoJsonError &e) {
         return KLumoJsonMessage::encodeException(method, seqId,
                                                  TApplicationException::INTERNAL_ERROR, e.what());
@@ -326,10 +330,29 @@ void KLumoServiceEmulator::logRequest(const std::string &method, const KLumoJson
 
 void KLumoServiceEmulator::send(QLocalSocket *socket, quint32 seqId, const std::string &body)
 {
-    QByteArray out(int(frame::HeaderSize + body.size()), Qt::Uninitialized);
-    frame::writeHeader(out.data(), quint32(body.size()), seqId);
-    std::memcpy(out.data() + frame::HeaderSize, body.data(), body.size());
-    socket->write(out);
+    char header[frame::HeaderSize];
+    frame::writeHeader(header, quint32(body.size()), seqId);
+    size_t sent = 0;
+    if (socket->bytesToWrite() == 0) {
+        // Nothing queued ahead of it: straight to the kernel, without a copy
+        // into Qt's write buffer or a wait for the next pass of the event loop.
+        iovec iov[2] = {{header, sizeof header}, {const_cast<char *>(body.data()), body.size()}};
+        msghdr msg {};
+        msg.msg_iov = iov;
+        msg.msg_iovlen = 2;
+        const ssize_t n =
+            ::sendmsg(int(socket->socketDescriptor()), &msg, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (n > 0)
+            sent = size_t(n);
+    }
+    // What the kernel did not take goes through Qt, which reports any error.
+    if (sent < sizeof header) {
+        socket->write(header + sent, qint64(sizeof header - sent));
+        sent = sizeof header;
+    }
+    const size_t bodySent = sent - sizeof header;
+    if (bodySent < body.size())
+        socket->write(body.data() + bodySent, qint64(body.size() - bodySent));
 }
 
 } // namespace ofx::lumo

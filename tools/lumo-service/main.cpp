@@ -133,6 +133,10 @@ void onSignal(int)
 
 int main(int argc, char *argv[])
 {
+    // The plain poll() dispatcher: the GLib one wakes itself up every time a
+    // socket notifier is switched, twice for each request answered.
+    if (qEnvironmentVariableIsEmpty("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1");
     QCoreApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
     QString serverName = KLumoServiceEmulator::defaultServerName();
