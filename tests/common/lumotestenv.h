@@ -54,6 +54,14 @@ private:
     std::string m_root;
 };
 
+// How much longer than a plain build the test's time bounds may take: CTest
+// sets LUMO_TEST_TIME_SCALE in sanitizer builds, which run several times slower.
+inline int timeScale()
+{
+    const int scale = qEnvironmentVariableIntValue("LUMO_TEST_TIME_SCALE");
+    return scale > 1 ? scale : 1;
+}
+
 } // namespace lumotest
 
 // QTEST_GUILESS_MAIN with a private environment set up before QCoreApplication.

@@ -1,10 +1,12 @@
 // A minimal host application for the whole-system tests: starts the library
 // under a given application name and reports what it sees, one line per event,
 // until its time is up.
-// Usage: lumohost APP_NAME SECONDS [IN_FLIGHT]
+// Usage: lumohost APP_NAME SECONDS [IN_FLIGHT [NOTES]]
 // With IN_FLIGHT, keeps that many createFolder calls outstanding once logged
-// in, checks notifyFileAction actions arrive in increasing order, and prints
-// one summary line: "load issued answered failed twice notes disorder rssStartKiB rssEndKiB".
+// in, checks notifyFileAction actions arrive in increasing order, and after
+// SECONDS stops issuing and waits for every call to end and for NOTES
+// notifications (bounded), then prints one summary line:
+// "load issued answered failed twice notes disorder rssStartKiB rssEndKiB".
 
 #include "ipc/lumoipc.h"
 
@@ -47,9 +49,10 @@ public Q_SLOTS:
     {
         say(LumoIpcLoginCache().isLogined ? "login 1" : "login 0");
         if (LumoIpcLoginCache().isLogined && inFlight > 0 && issued == 0) {
-            rssStart = rssKiB();
             for (int i = 0; i < inFlight; ++i)
                 issue();
+            // The baseline once caches and buffers have reached their working size.
+            QTimer::singleShot(2000, this, [this] { rssStart = rssKiB(); });
         }
     }
     void onResult(bool ok, const QString &requestId, const CreateFolderResult &)
@@ -119,6 +122,8 @@ int main(int argc, char *argv[])
     QObject::connect(events, SIGNAL(signal_notifyFileAction(NotifyFileActionArg)), &reporter,
                      SLOT(onNotify(NotifyFileActionArg)));
     reporter.inFlight = argc > 3 ? atoi(argv[3]) : 0;
+    const int expectedNotes = argc > 4 ? atoi(argv[4]) : 0;
+    const int scale = qMax(1, qEnvironmentVariableIntValue("LUMO_TEST_TIME_SCALE"));
     const int ms = int(QByteArray(argv[2]).toDouble() * 1000);
     QTimer::singleShot(ms, &app, [&] {
         if (reporter.inFlight == 0) {
@@ -128,14 +133,14 @@ int main(int argc, char *argv[])
         // Stop issuing, let every outstanding call end, then report.
         reporter.stopping = true;
         auto *drain = new QTimer(&app);
-        QObject::connect(drain, &QTimer::timeout, &app, [&reporter, &app] {
-            if (reporter.answered >= reporter.issued) {
+        QObject::connect(drain, &QTimer::timeout, &app, [&reporter, &app, expectedNotes] {
+            if (reporter.answered >= reporter.issued && reporter.notes >= expectedNotes) {
                 reporter.summary();
                 app.quit();
             }
         });
         drain->start(20);
-        QTimer::singleShot(20000, &app, [&reporter, &app] {
+        QTimer::singleShot(20000 * scale, &app, [&reporter, &app] {
             reporter.summary();
             app.quit();
         });

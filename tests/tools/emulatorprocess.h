@@ -63,18 +63,34 @@ public:
     }
 
     // Sends one control command; returns the answer, or null when none came.
+    // One connection serves every command while the emulator lives, so a
+    // stream of commands does not pay for a connection each.
     ofx::lumo::KLumoJsonValue ctl(const QByteArray &command, int timeoutMs = 3000)
     {
-        QLocalSocket s;
-        s.connectToServer(serviceName() + QLatin1String(".ctl"));
-        if (!s.waitForConnected(timeoutMs))
-            return {};
-        s.write(command + "\n");
-        QElapsedTimer t;
-        t.start();
-        while (!s.canReadLine() && t.elapsed() < timeoutMs)
-            s.waitForReadyRead(int(timeoutMs - t.elapsed()));
-        return ofx::lumo::KLumoJsonValue::parse(s.readLine().toStdString(), nullptr);
+        // A second try on a new connection when the old one turns out to be
+        // closed (an emulator restarted under the same object).
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            if (m_control.state() != QLocalSocket::ConnectedState) {
+                m_control.abort();
+                m_control.connectToServer(serviceName() + QLatin1String(".ctl"));
+                if (!m_control.waitForConnected(timeoutMs))
+                    return {};
+            }
+            m_control.write(command + "\n");
+            QElapsedTimer t;
+            t.start();
+            while (!m_control.canReadLine() && t.elapsed() < timeoutMs
+                   && m_control.state() == QLocalSocket::ConnectedState)
+                m_control.waitForReadyRead(int(timeoutMs - t.elapsed()));
+            if (m_control.canReadLine())
+                return ofx::lumo::KLumoJsonValue::parse(m_control.readLine().toStdString(),
+                                                        nullptr);
+            const bool closed = m_control.state() != QLocalSocket::ConnectedState;
+            m_control.abort(); // a late answer must not be taken for the next command
+            if (!closed)
+                break;
+        }
+        return {};
     }
     bool ok(const QByteArray &command)
     {
@@ -89,6 +105,7 @@ public:
 private:
     QString m_program;
     QProcess m_process;
+    QLocalSocket m_control;
 };
 
 } // namespace lumotest
