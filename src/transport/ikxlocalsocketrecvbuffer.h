@@ -19,6 +19,10 @@ public:
     virtual char *recvSpace(quint32 hint, quint32 *room) = 0;
     // @p len bytes were written at the pointer last returned by recvSpace.
     virtual void onRecvCommitted(quint32 len) = 0;
+    // True while a frame is only partly received. Only then does the socket
+    // read on past what Qt has buffered: after whole frames the kernel is
+    // almost always empty, and its notifier reports anything that arrives later.
+    virtual bool expectsMore() const = 0;
 
 protected:
     ~IKxLocalSocketRecvBuffer() = default;

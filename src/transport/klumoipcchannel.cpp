@@ -534,6 +534,11 @@ void KLumoIpcChannel::onRecvCommitted(quint32 len)
     d->parse();
 }
 
+bool KLumoIpcChannel::expectsMore() const
+{
+    return d->direct.active || d->buffer.size() > 0;
+}
+
 void KLumoIpcChannel::onRecvData(const char *data, unsigned int len)
 {
     QPointer<QObject> alive(this);

@@ -41,9 +41,9 @@ inline constexpr char ZeroText[] = "0";
  * functor invocations on this object.
  */
 class KLumoIpcChannel : public IKxLocalSocketNotify,
-                                       public apache::thrift::async::TAsyncChannel,
-                                       public QObject,
-                                       public IKxLocalSocketRecvBuffer
+                        public apache::thrift::async::TAsyncChannel,
+                        public QObject,
+                        public IKxLocalSocketRecvBuffer
 {
 public:
     KLumoIpcChannel(QObject *owner, std::shared_ptr<KLumoNotifyProcessor> processor);
@@ -76,6 +76,7 @@ public:
     // IKxLocalSocketRecvBuffer: lets the socket read straight into our memory.
     char *recvSpace(quint32 hint, quint32 *room) override;
     void onRecvCommitted(quint32 len) override;
+    bool expectsMore() const override;
 
     // Decides whether the server at the other end of a fresh connection may be
     // talked to; @p fd is the connected descriptor (-1 if unknown). The default

@@ -127,7 +127,8 @@ void KxQtLocalSocket::readInto(IKxLocalSocketRecvBuffer *target)
         if (!self || sink() != dynamic_cast<IKxLocalSocketNotify *>(target))
             return;
     }
-    if (!m_bDirectRead || m_pSocket->state() != QLocalSocket::ConnectedState)
+    if (!m_bDirectRead || !target->expectsMore()
+        || m_pSocket->state() != QLocalSocket::ConnectedState)
         return;
     // Then whatever the kernel holds, without Qt's intermediate buffer. End of
     // stream and errors are left in the kernel for Qt's own notifier to report.
@@ -148,7 +149,7 @@ void KxQtLocalSocket::readInto(IKxLocalSocketRecvBuffer *target)
         taken += quint64(n);
         target->onRecvCommitted(quint32(n));
         if (!self || m_pSocket->state() != QLocalSocket::ConnectedState
-            || sink() != dynamic_cast<IKxLocalSocketNotify *>(target))
+            || sink() != dynamic_cast<IKxLocalSocketNotify *>(target) || !target->expectsMore())
             return;
     }
 }
