@@ -68,20 +68,11 @@ int main(int argc, char *argv[])
         const int holdMs = QByteArray(argv[3]).toInt();
         const auto outcome =
             KLumoServiceProcess::restartIfDue(now, [holdMs] { QThread::msleep(holdMs); });
-        switch (outcome) {
-        case KLumoServiceProcess::RestartOutcome::Started:
-            say("Started");
-            break;
-        case KLumoServiceProcess::RestartOutcome::TooSoon:
-            say("TooSoon");
-            break;
-        case KLumoServiceProcess::RestartOutcome::TurnedOff:
-            say("TurnedOff");
-            break;
-        case KLumoServiceProcess::RestartOutcome::AnotherProcess:
-            say("AnotherProcess");
-            break;
-        }
+        using O = KLumoServiceProcess::RestartOutcome;
+        say(outcome == O::Started         ? "Started"
+                : outcome == O::TooSoon   ? "TooSoon"
+                : outcome == O::TurnedOff ? "TurnedOff"
+                                          : "AnotherProcess");
         return 0;
     }
     return 2;

@@ -85,33 +85,17 @@ private Q_SLOTS:
             QFile::remove(KLumoLockFile::path(QLatin1String(key)));
     }
 
-    void readAutoLogin_data()
-    {
-        QTest::addColumn<QByteArray>("value"); // null: no file; empty: no key
-        QTest::addColumn<bool>("expected");
-        QTest::addRow("no file") << QByteArray() << false;
-        QTest::addRow("no key") << QByteArray("") << false;
-        QTest::addRow("0") << QByteArray("0") << false;
-        QTest::addRow("1") << QByteArray("1") << true;
-        QTest::addRow("false") << QByteArray("false") << true;
-    }
-    void readAutoLogin()
-    {
-        QFETCH(QByteArray, value);
-        QFETCH(bool, expected);
-        writeAutoLogin(value.isNull() ? nullptr : value.constData());
-        QVERIFY(KLumoOFXCloudSettings::configPath().endsWith(
-            QStringLiteral("/.local/share/nordvale/OFX Cloud Files/userdata/lumo/config.ini")));
-        QCOMPARE(KLumoServiceProcess::readAutoLogin(), expected);
-    }
-
     void checkAutoLogin_data()
     {
-        QTest::addColumn<QByteArray>("autologin");
+        QTest::addColumn<QByteArray>("autologin"); // null: no file; empty: no key
         QTest::addColumn<QString>("heldKey"); // lock held by another process
         QTest::addColumn<bool>("verdict");
         QTest::addColumn<bool>("starts");
+        QTest::addRow("no file") << QByteArray() << QString() << false << false;
+        QTest::addRow("no key") << QByteArray("") << QString() << false << false;
         QTest::addRow("configured, not running") << QByteArray("1") << QString() << true << true;
+        QTest::addRow("any other word configures")
+            << QByteArray("false") << QString() << true << true;
         QTest::addRow("configured, running")
             << QByteArray("1") << QString(KLumoLockFile::MainKey) << true << false;
         QTest::addRow("not configured") << QByteArray("0") << QString() << false << false;
@@ -124,7 +108,8 @@ private Q_SLOTS:
         QFETCH(QString, heldKey);
         QFETCH(bool, verdict);
         QFETCH(bool, starts);
-        writeAutoLogin(autologin.constData());
+        writeAutoLogin(autologin.isNull() ? nullptr : autologin.constData());
+        QCOMPARE(KLumoServiceProcess::readAutoLogin(), verdict);
         std::unique_ptr<LockHelper> holder;
         if (!heldKey.isEmpty()) {
             holder.reset(new LockHelper({QStringLiteral("fcntl"), KLumoLockFile::path(heldKey)}));
@@ -139,21 +124,6 @@ private Q_SLOTS:
         } else {
             QVERIFY(!startedWithin(300));
         }
-    }
-
-    void startLumoProcess_data()
-    {
-        QTest::addColumn<QString>("extra");
-        QTest::addRow("autologin") << "autologin";
-        QTest::addRow("two words") << "/from=test extra";
-    }
-    void startLumoProcess()
-    {
-        QFETCH(QString, extra);
-        KLumoServiceProcess::startLumoProcess(extra);
-        QCOMPARE(waitForStart(),
-                 m_suiteDir + QStringLiteral("/ofxcloudsvr /lumodesk /start_from=lumoipc ")
-                     + extra);
     }
 
     void startWithoutExecutableFailsQuietly()

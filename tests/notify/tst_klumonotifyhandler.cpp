@@ -2,8 +2,8 @@
 // to the channel, and what reaches the target: member, value, thread, order.
 #include "callrecorder.h"
 #include "framedpeer.h"
-#include "notifylogcapture.h"
 #include "lumotestenv.h"
+#include "notifylogcapture.h"
 #include "notifytarget.h"
 #include "thriftcodec.h"
 
@@ -281,8 +281,9 @@ void TestKLumoNotifyHandler::buildCases()
     // Records passed on as they are. Two with nested lists and optional fields;
     // the others carry a tag of their own (a record copied under another
     // type's name would not compare equal).
-#define FORWARD(method, member, Arg)                                                               \
-    add(#method, BODY(method, tagged<Arg>(#method)), {same(member, #Arg, tagged<Arg>(#method))})
+#define FORWARD(prefix, method, Arg)                                                               \
+    add(#method, BODY(method, tagged<Arg>(#method)),                                               \
+        {same(#prefix #method, #Arg, tagged<Arg>(#method))})
     {
         NotifyFileActionArg a = tagged<NotifyFileActionArg>("notifyFileAction");
         a.action = 3;
@@ -305,37 +306,28 @@ void TestKLumoNotifyHandler::buildCases()
         add("notifyFileCreation", BODY(notifyFileCreation, a),
             {same("signal_notifyFileCreation", "NotifyFileCreationArg", a)});
     }
-    FORWARD(notifyFileBatchAction, "signal_notifyFileBatchAction", NotifyFileBatchActionArg);
-    FORWARD(notifyFileStateChanged, "signal_notifyFileStateChanged", NotifyFileStateListArg);
-    FORWARD(notifyLoadFavoriteItemsChanged, "signal_notifyLoadFavoriteItemsChanged",
-            NotifyLoadFavoriteArg);
-    FORWARD(notifyFilePropertyChanged, "signal_notifyFilePropertyChanged", NotifyFilePropertyArg);
-    FORWARD(notifyGroupCreation, "signal_notifyGroupCreation", NotifyGroupCreationArg);
-    FORWARD(notifyGroupPropertyChanged, "signal_notifyGroupPropertyChanged",
-            NotifyGroupPropertyArg);
-    FORWARD(notifyGroupDeletion, "signal_notifyGroupDeletion", NotifyGroupDeletionArg);
-    FORWARD(notifyCompanyCreation, "signal_notifyCompanyCreation", NotifyCompanyCreationArg);
-    FORWARD(notifyCompanyPropertyChanged, "signal_notifyCompanyPropertyChanged",
-            NotifyCompanyPropertyArg);
-    FORWARD(notifyCompanyDeletion, "signal_notifyCompanyDeletion", NotifyCompanyDeletionArg);
-    FORWARD(notifyUserThumbnail, "signal_notifyUserThumbnail", NotifyUserThumbnailArg);
-    FORWARD(notifyMsgStatusChanged, "on_notifyMsgStatusChanged", NotifyMsgStatusChangedArg);
-    FORWARD(notifyClearMsgNotification, "on_notifyClearMsgNotification",
-            NotifyClearMsgNotificationArg);
-    FORWARD(notifyRecentFileItemsChanged, "signal_notifyRecentFileItemsChanged",
-            NotifyRecentFileChangeArg);
-    FORWARD(notifyRecentFileItemsFetched, "signal_notifyRecentFileItemsFetched",
-            NotifyRecentFileFetchArg);
-    FORWARD(notifyRecycleBinChanged, "signal_notifyRecycleBinChanged", NotifyRecycleBinArg);
-    FORWARD(notifyCloudEventsChanged, "signal_notifyCloudEventsChanged", NotifyCloudEventsArg);
-    FORWARD(notifyGetCloudEventsPath, "signal_notifyGetCloudEventsPath",
-            NotifyGetCloudEventsPathArg);
-    FORWARD(notifyItemReminderChanged, "signal_notifyItemReminderChanged",
-            NotifyItemReminderChangedArg);
-    FORWARD(notifyBrowserFolder, "signal_notifyBrowserFolder", NotifyBroswerFolderArg);
-    FORWARD(notifyRoamingFileTransferFinished, "signal_notifyRoamingFileTransferFinished",
-            NotifyFileTransferArg);
-    FORWARD(notifyRecommendUpdate, "signal_notifyRecommendUpdate", NotifyRecommendUpdateArg);
+    FORWARD(signal_, notifyFileBatchAction, NotifyFileBatchActionArg);
+    FORWARD(signal_, notifyFileStateChanged, NotifyFileStateListArg);
+    FORWARD(signal_, notifyLoadFavoriteItemsChanged, NotifyLoadFavoriteArg);
+    FORWARD(signal_, notifyFilePropertyChanged, NotifyFilePropertyArg);
+    FORWARD(signal_, notifyGroupCreation, NotifyGroupCreationArg);
+    FORWARD(signal_, notifyGroupPropertyChanged, NotifyGroupPropertyArg);
+    FORWARD(signal_, notifyGroupDeletion, NotifyGroupDeletionArg);
+    FORWARD(signal_, notifyCompanyCreation, NotifyCompanyCreationArg);
+    FORWARD(signal_, notifyCompanyPropertyChanged, NotifyCompanyPropertyArg);
+    FORWARD(signal_, notifyCompanyDeletion, NotifyCompanyDeletionArg);
+    FORWARD(signal_, notifyUserThumbnail, NotifyUserThumbnailArg);
+    FORWARD(on_, notifyMsgStatusChanged, NotifyMsgStatusChangedArg);
+    FORWARD(on_, notifyClearMsgNotification, NotifyClearMsgNotificationArg);
+    FORWARD(signal_, notifyRecentFileItemsChanged, NotifyRecentFileChangeArg);
+    FORWARD(signal_, notifyRecentFileItemsFetched, NotifyRecentFileFetchArg);
+    FORWARD(signal_, notifyRecycleBinChanged, NotifyRecycleBinArg);
+    FORWARD(signal_, notifyCloudEventsChanged, NotifyCloudEventsArg);
+    FORWARD(signal_, notifyGetCloudEventsPath, NotifyGetCloudEventsPathArg);
+    FORWARD(signal_, notifyItemReminderChanged, NotifyItemReminderChangedArg);
+    FORWARD(signal_, notifyBrowserFolder, NotifyBroswerFolderArg);
+    FORWARD(signal_, notifyRoamingFileTransferFinished, NotifyFileTransferArg);
+    FORWARD(signal_, notifyRecommendUpdate, NotifyRecommendUpdateArg);
 #undef FORWARD
     {
         NotifyDocTeamV2Arg a; // the one record whose map is called extraMap

@@ -102,6 +102,14 @@ private:
         QVERIFY(peer.waitForClient());
         QTRY_VERIFY(channel.isConnected());
     }
+    // Starts calls a and b and returns their frames as the peer saw them.
+    static QList<FramedPeer::Frame> startTwo(KLumoIpcChannel &channel, FramedPeer &peer, Call &a,
+                                             Call &b)
+    {
+        a.start(channel, "a");
+        b.start(channel, "b");
+        return peer.waitForFrames(2) ? peer.takeFrames() : QList<FramedPeer::Frame>();
+    }
 
 private Q_SLOTS:
     void connectsAndReportsToOwner()
@@ -211,16 +219,13 @@ private Q_SLOTS:
 
     void severalFramesInOneRead()
     {
-        KLumoIpcChannel channel(nullptr, nullptr);
         auto processor = std::make_shared<Processor>();
         KLumoIpcChannel withProcessor(nullptr, processor);
         FramedPeer peer;
         connectPair(withProcessor, peer);
         Call a, b;
-        a.start(withProcessor, "a");
-        b.start(withProcessor, "b");
-        QVERIFY(peer.waitForFrames(2));
-        const auto frames = peer.takeFrames();
+        const auto frames = startTwo(withProcessor, peer, a, b);
+        QCOMPARE(frames.size(), 2);
         peer.sendRaw(frame::make(0, "n1") + frame::make(frames[1].seqId, "for b")
                      + frame::make(frames[0].seqId, "for a") + frame::make(0, "n2"));
         QTRY_COMPARE(processor->bodies.size(), 2);
@@ -231,7 +236,7 @@ private Q_SLOTS:
     }
 
     // A buffer of exactly 20 bytes is a header with an empty body, and it waits.
-    void twentyByteThreshold()
+    void twentyByteThresholdAndGoneProcessor()
     {
         auto processor = std::make_shared<Processor>();
         KLumoIpcChannel channel(nullptr, processor);
@@ -247,6 +252,11 @@ private Q_SLOTS:
         QTest::qWait(50);
         QCOMPARE(processor->bodies.size(), 2);
         QCOMPARE(channel.frameCount(), 2u);
+        // A notification for a processor that is gone is read and dropped.
+        processor.reset();
+        peer.sendFrame(0, "dropped");
+        QTRY_COMPARE(channel.frameCount(), 4u);
+        QVERIFY(channel.isConnected());
     }
 
     void protocolViolationClosesAndDropsWaiting_data()
@@ -273,10 +283,8 @@ private Q_SLOTS:
         FramedPeer peer;
         connectPair(channel, peer);
         Call a, b;
-        a.start(channel, "a");
-        b.start(channel, "b");
-        QVERIFY(peer.waitForFrames(2));
-        const auto frames = peer.takeFrames();
+        const auto frames = startTwo(channel, peer, a, b);
+        QCOMPARE(frames.size(), 2);
         QCOMPARE(channel.waitingRequests(), 2);
         QTest::ignoreMessage(QtInfoMsg, log.toLatin1().constData());
         QTest::ignoreMessage(QtInfoMsg, "KCloudChannel::close disconnectFromServer and term");
@@ -295,22 +303,22 @@ private Q_SLOTS:
         KLumoIpcChannel channel(nullptr, nullptr);
         FramedPeer peer;
         connectPair(channel, peer);
-        TMemoryBuffer s1, r1, s2, r2;
-        s1.write(reinterpret_cast<const uint8_t *>("1"), 1);
-        s2.write(reinterpret_cast<const uint8_t *>("2"), 1);
-        int second = 0;
-        channel.sendAndRecvMessage([] { throw std::runtime_error("boom"); }, &s1, &r1);
-        channel.sendAndRecvMessage(std::function<void()>(), &s2, &r2); // empty callback
-        TMemoryBuffer s3, r3;
-        s3.write(reinterpret_cast<const uint8_t *>("3"), 1);
-        channel.sendAndRecvMessage([&] { ++second; }, &s3, &r3);
+        int third = 0;
+        const std::function<void()> cobs[] = {[] { throw std::runtime_error("boom"); },
+                                              std::function<void()>(), // empty callback
+                                              [&] { ++third; }};
+        TMemoryBuffer send[3], recv[3];
+        for (int i = 0; i < 3; ++i) {
+            send[i].write(reinterpret_cast<const uint8_t *>("x"), 1);
+            channel.sendAndRecvMessage(cobs[i], &send[i], &recv[i]);
+        }
         QVERIFY(peer.waitForFrames(3));
         const auto frames = peer.takeFrames();
         QTest::ignoreMessage(QtInfoMsg, "!!onRecvData 9: boom");
         QTest::ignoreMessage(QtInfoMsg, "!!onRecvData 9: bad_function_call");
         peer.sendRaw(frame::make(frames[0].seqId, "r") + frame::make(frames[1].seqId, "r")
                      + frame::make(frames[2].seqId, "r"));
-        QTRY_COMPARE(second, 1);
+        QTRY_COMPARE(third, 1);
         QVERIFY(channel.isConnected());
     }
 
@@ -320,10 +328,8 @@ private Q_SLOTS:
         FramedPeer peer;
         connectPair(channel, peer);
         Call a, b;
-        a.start(channel, "a");
-        b.start(channel, "b");
-        QVERIFY(peer.waitForFrames(2));
-        const auto frames = peer.takeFrames();
+        const auto frames = startTwo(channel, peer, a, b);
+        QCOMPARE(frames.size(), 2);
         TMemoryBuffer s, r;
         bool closed = false;
         s.write(reinterpret_cast<const uint8_t *>("c"), 1);
@@ -420,20 +426,6 @@ private Q_SLOTS:
         QVERIFY(call.received.isEmpty());
     }
 
-    void notificationAfterProcessorIsGone()
-    {
-        auto processor = std::make_shared<Processor>();
-        KLumoIpcChannel channel(nullptr, processor);
-        FramedPeer peer;
-        connectPair(channel, peer);
-        peer.sendFrame(0, "alive");
-        QTRY_COMPARE(processor->bodies.size(), 1);
-        processor.reset();
-        peer.sendFrame(0, "dropped");
-        QTRY_COMPARE(channel.frameCount(), 2u);
-        QVERIFY(channel.isConnected());
-    }
-
     void writesInPiecesOf256KiB()
     {
         KLumoIpcChannel channel(nullptr, nullptr);
@@ -484,10 +476,8 @@ private Q_SLOTS:
         connectPair(channel, peer);
         channel.setLastSequenceId(4294967294u);
         Call a, b;
-        a.start(channel, "a");
-        b.start(channel, "b");
-        QVERIFY(peer.waitForFrames(2));
-        const auto frames = peer.takeFrames();
+        const auto frames = startTwo(channel, peer, a, b);
+        QCOMPARE(frames.size(), 2);
         QCOMPARE(frames[0].seqId, 4294967295u);
         QCOMPARE(frames[1].seqId, 1u);
         peer.sendFrame(1, "one");
