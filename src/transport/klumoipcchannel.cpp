@@ -90,6 +90,9 @@ public:
     bool violation(const QString &text);
     bool startDirect(const frame::Header &h);
     void finishDirect();
+    // Removes the waiting call @p id with its receive buffer; returns 0, or the
+    // number of the violation when its callback (7) or its buffer (8) is missing.
+    int takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target);
     void invoke(const VoidCallback &cob);
 
     KLumoIpcChannel *const q;
@@ -245,28 +248,30 @@ bool KLumoIpcChannelPrivate::startDirect(const frame::Header &h)
     return true;
 }
 
+int KLumoIpcChannelPrivate::takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target)
+{
+    std::lock_guard<std::mutex> guard(lock);
+    auto c = callbacks.find(id);
+    if (c == callbacks.end())
+        return 7;
+    auto r = recvBuffers.find(id);
+    if (r == recvBuffers.end())
+        return 8;
+    *cob = std::move(c->second);
+    *target = r->second;
+    callbacks.erase(c);
+    recvBuffers.erase(r);
+    return 0;
+}
+
 void KLumoIpcChannelPrivate::finishDirect()
 {
     const quint32 id = direct.seqId;
     limitToFrame(direct.target, direct.length);
     direct = Direct();
     VoidCallback cob;
-    int missing = 0;
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        auto c = callbacks.find(id);
-        auto r = recvBuffers.find(id);
-        if (c == callbacks.end()) {
-            missing = 7;
-        } else if (r == recvBuffers.end()) {
-            missing = 8;
-        } else {
-            cob = std::move(c->second);
-            callbacks.erase(c);
-            recvBuffers.erase(r);
-        }
-    }
-    if (missing) {
+    TMemoryBuffer *target = nullptr;
+    if (const int missing = takeCall(id, &cob, &target)) {
         violation(QStringLiteral("!!onRecvData %1").arg(missing));
         return;
     }
@@ -316,23 +321,7 @@ void KLumoIpcChannelPrivate::parse()
         if (h.seqId != 0) {
             VoidCallback cob;
             TMemoryBuffer *target = nullptr;
-            int missing = 0;
-            {
-                std::lock_guard<std::mutex> guard(lock);
-                auto c = callbacks.find(h.seqId);
-                auto r = recvBuffers.find(h.seqId);
-                if (c == callbacks.end()) {
-                    missing = 7;
-                } else if (r == recvBuffers.end()) {
-                    missing = 8;
-                } else {
-                    cob = std::move(c->second);
-                    target = r->second;
-                    callbacks.erase(c);
-                    recvBuffers.erase(r);
-                }
-            }
-            if (missing) {
+            if (const int missing = takeCall(h.seqId, &cob, &target)) {
                 violation(QStringLiteral("!!onRecvData %1").arg(missing));
                 break;
             }
