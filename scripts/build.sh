@@ -10,4 +10,4 @@ case "$preset" in
 esac
 export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 [ -f "$dir/build.ninja" ] || cmake --preset "$preset"
-cmake --build "$dir"
+cmake --build --preset "$preset"

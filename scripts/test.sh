@@ -6,5 +6,4 @@ cd "$(dirname "$0")/.."
 scripts/deps.sh
 preset=${1:-default}
 scripts/build.sh "$preset"
-dir=build; [ "$preset" = default ] || dir=build-$preset
-ctest --test-dir "$dir" --output-on-failure -j2
+ctest --preset "$preset"

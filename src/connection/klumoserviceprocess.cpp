@@ -85,7 +85,7 @@ void KLumoServiceProcess::recordRestartTime(qint64 nowSecs)
 KLumoServiceProcess::RestartOutcome
 KLumoServiceProcess::restartIfDue(qint64 nowSecs, const std::function<void()> &start)
 {
-    KLumoLockFile restartLock(QLatin1String(KLumoLockFile::RestartKey));
+    KLumoLockFile restartLock{QLatin1String(KLumoLockFile::RestartKey)};
     if (!restartLock.tryLock()) {
         log::info(lcConnection(), QStringLiteral("isAnotherProcessRunning"));
         return RestartOutcome::AnotherProcess;

@@ -6,6 +6,7 @@
 #include "dispatch/klumoipchandler.h"
 #include "ipc/klumoipc.h"
 #include "support/klumoofxcloudsettings.h"
+#include "support/lumolog.h"
 
 using ofx::lumo::KLumoIpc;
 using ofx::lumo::KLumoIpcLoginCheck;
@@ -45,8 +46,13 @@ QMap<QString, QString> &defaultResponse()
 
 bool LumoIpcInit(bool)
 {
-    if (KLumoIpc::instance())
+    if (KLumoIpc::instance()) {
+        ofx::lumo::log::debug(lcIpc(), QStringLiteral("LumoIpcInit: already initialised"));
         return true;
+    }
+    // Thrift reports decoding trouble through its process-wide output; without
+    // this it would go to stderr, past the host's log.
+    ofx::lumo::log::installThriftOutput();
     auto *ipc = new KLumoIpc;
     ipc->connectProxy();
     // The service is (re)started only through the library object.
@@ -67,6 +73,7 @@ void LumoIpcFree()
         return;
     delete ipc;
     KLumoIpc::setInstance(nullptr);
+    ofx::lumo::log::debug(lcIpc(), QStringLiteral("LumoIpcFree: library object released"));
 }
 
 QObject *LumoIpcEventObject()
