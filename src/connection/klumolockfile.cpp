@@ -1,7 +1,10 @@
 #include "connection/klumolockfile.h"
 
+#include "support/lumolog.h"
+
 #include <QDir>
 #include <QMutex>
+#include <QSet>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -14,9 +17,29 @@ namespace ofx::lumo {
 
 namespace {
 
-// O_NONBLOCK keeps a FIFO planted under a lock name from blocking the open.
-int openLockFile(const QString &path, int extraFlags)
+// Says once per file that a lock file of somebody else is ignored.
+void reportForeign(const QString &path, uid_t owner)
 {
+    static QMutex mutex;
+    static QSet<QString> reported;
+    QMutexLocker locker(&mutex);
+    if (reported.contains(path))
+        return;
+    reported.insert(path);
+    log::warning(lcConnection(),
+                 QStringLiteral("KLumoLockFile: %1 belongs to uid %2, not to us; ignored")
+                     .arg(path)
+                     .arg(owner));
+}
+
+// O_NONBLOCK keeps a FIFO planted under a lock name from blocking the open.
+// A file owned by another uid counts as absent (@p foreign tells it apart from
+// a missing or unsafe one): every local user can write the folder, so such a
+// file says nothing about our service and must never be locked or changed.
+int openLockFile(const QString &path, int extraFlags, bool *foreign = nullptr)
+{
+    if (foreign)
+        *foreign = false;
     const QByteArray native = QFile::encodeName(path);
     int fd;
     do {
@@ -28,6 +51,13 @@ int openLockFile(const QString &path, int extraFlags)
     struct stat st;
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         ::close(fd);
+        return -1;
+    }
+    if (st.st_uid != ::geteuid()) {
+        ::close(fd);
+        reportForeign(path, st.st_uid);
+        if (foreign)
+            *foreign = true;
         return -1;
     }
     return fd;
@@ -112,8 +142,17 @@ bool KLumoLockFile::tryLock()
 {
     if (m_fd != -1)
         return true;
+    m_squatted = false;
     m_anotherHolds = false;
-    const int fd = openLockFile(m_path, O_CREAT);
+    bool foreign = false;
+    const int fd = openLockFile(m_path, O_CREAT, &foreign);
+    if (foreign) {
+        // Nobody of ours can hold a file we do not own, so there is nobody to
+        // wait for; we go on without a lock rather than let the squatter
+        // block us for ever.
+        m_squatted = true;
+        return true;
+    }
     if (fd == -1) {
         // Something we must not touch sits under the name: do as if another
         // client were restarting, which is the cautious answer.

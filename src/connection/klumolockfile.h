@@ -10,7 +10,9 @@ namespace ofx::lumo {
  * %2 the key and %3 the real user id.
  *
  * The folder is writable by every local user, so nothing here follows a
- * symbolic link, opens anything but a regular file, or truncates a file.
+ * symbolic link, opens anything but a regular file, or truncates a file, and
+ * a file that another uid owns counts as absent: never held, locked, deleted
+ * or changed (logged once).
  *
  * Our own locks are open-file-description locks: they conflict with the
  * classic record locks of other processes exactly as those do, but closing
@@ -44,11 +46,13 @@ public:
     KLumoLockFile &operator=(const KLumoLockFile &) = delete;
 
     // Takes an exclusive whole-file lock without waiting; the file is created
-    // when missing. Returns whether we hold it now. When the lock cannot be
-    // had (held elsewhere, or the file cannot be opened safely)
-    // anotherHolds() becomes true.
+    // when missing. Returns whether we may go on: we hold it now, or the name
+    // is taken by a file of another uid (isSquatted(), nothing held). When
+    // the lock cannot be had (held elsewhere, or the file cannot be opened
+    // safely) anotherHolds() becomes true.
     bool tryLock();
     bool isLocked() const { return m_fd != -1; }
+    bool isSquatted() const { return m_squatted; }
     bool anotherHolds() const { return m_anotherHolds; }
     // Closes the descriptor, and with it the lock.
     void release();
@@ -56,6 +60,7 @@ public:
 private:
     QString m_path;
     bool m_anotherHolds = false;
+    bool m_squatted = false;
     int m_fd = -1;
 };
 
