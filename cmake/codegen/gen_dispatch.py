@@ -16,33 +16,21 @@ kept):
                     calls the template's record(success, requestId, "<token>", value)
 """
 
-import sys
+from lumotables import generate, is_record, read_dispatch, spelled, unique
 
-from lumotables import expand_template, is_record, read_dispatch, spelled, unique
-
-
-def expand(rows, key):
-    if key == 'RECORD_USINGS':
-        types = unique(t for r in rows for t in (r.arg, r.result) if is_record(t))
-        return [f'using ofx::lumo::{t};' for t in types]
-    if key == 'DISPATCH_SLOTS':
-        return [f'void {r.slot}(const QString &requestId, const {spelled(r.arg)} &arg, '
-                f'const QPointer<QObject> &receiver, const QString &slotMethod);'
-                for r in rows]
-    if key == 'RESULT_SLOTS':
-        return [f'void onResult_{t}(bool success, const QString &requestId, const {spelled(t)} &value) '
-                f'{{ record(success, requestId, "{t}", value); }}'
-                for t in unique(r.result for r in rows)]
-    sys.exit(f'unknown placeholder @{key}@')
-
-
-def main():
-    if len(sys.argv) != 4:
-        sys.exit(__doc__)
-    table, template, output = sys.argv[1:]
-    rows = read_dispatch(table)
-    expand_template(template, output, lambda key: expand(rows, key))
-
+EXPANSIONS = {
+    'RECORD_USINGS': lambda rows: [
+        f'using ofx::lumo::{t};'
+        for t in unique(t for r in rows for t in (r.arg, r.result) if is_record(t))],
+    'DISPATCH_SLOTS': lambda rows: [
+        f'void {r.slot}(const QString &requestId, const {spelled(r.arg)} &arg, '
+        f'const QPointer<QObject> &receiver, const QString &slotMethod);'
+        for r in rows],
+    'RESULT_SLOTS': lambda rows: [
+        f'void onResult_{t}(bool success, const QString &requestId, const {spelled(t)} &value) '
+        f'{{ record(success, requestId, "{t}", value); }}'
+        for t in unique(r.result for r in rows)],
+}
 
 if __name__ == '__main__':
-    main()
+    generate(__doc__, read_dispatch, EXPANSIONS)

@@ -19,12 +19,10 @@ kept):
   @TARGET_MEMBERS@    every member the notification handler invokes, as signals
 """
 
-import sys
-
-from lumotables import declaration, expand_template, read_notify
+from lumotables import declaration, generate, read_notify
 
 
-def forwarding_slot(table, slot):
+def forwarding_slot(slot):
     if slot.emits == 'Own':
         return f'void {declaration(slot.name, slot.params)};'
     args = ', '.join(p.name for p in slot.params)
@@ -41,32 +39,21 @@ def host_connection(table, signal):
             f'&KLumoIpc::{receiver});')
 
 
-def expand(table, key):
-    if key == 'PROXY_SIGNALS':
-        return [f'void {declaration(s.name, s.params)};' for s in table.signals]
-    if key == 'PROXY_SLOTS':
-        return [forwarding_slot(table, s) for s in table.slots]
-    if key == 'PUSH_CONNECTIONS':
-        return [f'connect(push, &KLocalPushMsgDispatch::{s.name}, this, &KLumoIpcProxy::{s.name});'
-                for s in table.signals if s.source == 'Push']
-    if key == 'HOST_SIGNALS':
-        return [f'void {declaration(table.host_name(s), s.params)};'
-                for s in table.host_signals()]
-    if key == 'HOST_CONNECTIONS':
-        return [host_connection(table, s) for s in table.signals if s.via != '-']
-    if key == 'TARGET_MEMBERS':
-        return [f'void {declaration(name, params)};'
-                for name, params in table.handler_members() + table.push_members()]
-    sys.exit(f'unknown placeholder @{key}@')
-
-
-def main():
-    if len(sys.argv) != 4:
-        sys.exit(__doc__)
-    table_path, template, output = sys.argv[1:]
-    table = read_notify(table_path)
-    expand_template(template, output, lambda key: expand(table, key))
-
+EXPANSIONS = {
+    'PROXY_SIGNALS': lambda table: [
+        f'void {declaration(s.name, s.params)};' for s in table.signals],
+    'PROXY_SLOTS': lambda table: [forwarding_slot(s) for s in table.slots],
+    'PUSH_CONNECTIONS': lambda table: [
+        f'connect(push, &KLocalPushMsgDispatch::{s.name}, this, &KLumoIpcProxy::{s.name});'
+        for s in table.signals if s.source == 'Push'],
+    'HOST_SIGNALS': lambda table: [
+        f'void {declaration(table.host_name(s), s.params)};' for s in table.host_signals()],
+    'HOST_CONNECTIONS': lambda table: [
+        host_connection(table, s) for s in table.signals if s.via != '-'],
+    'TARGET_MEMBERS': lambda table: [
+        f'void {declaration(name, params)};'
+        for name, params in table.handler_members() + table.push_members()],
+}
 
 if __name__ == '__main__':
-    main()
+    generate(__doc__, read_notify, EXPANSIONS)

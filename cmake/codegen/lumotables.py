@@ -3,7 +3,7 @@
   read_dispatch(path)   the dispatcher's table, src/dispatch/klumodispatchtable.def
   read_notify(path)     the notification table, src/notify/klumonotifications.def
   ALIASES, spelled()    the dispatch table's single-token names for standard types
-  expand_template()     a header template with @KEY@ lines, written only when changed
+  generate()            a header template with @KEY@ lines, written only when changed
 
 A malformed row stops the build with the file and line, so that a table and the
 code built from it never disagree quietly.
@@ -246,3 +246,18 @@ def expand_template(template, output, expand):
             for item in expand(m.group(2)):
                 out.extend((m.group(1) + text).rstrip() + '\n' for text in item.split('\n'))
     write_if_changed(output, ''.join(out))
+
+
+def generate(usage, read, expansions):
+    """The command line of a template generator, TABLE TEMPLATE OUTPUT: reads
+    TABLE with @p read and fills each @KEY@ of TEMPLATE with expansions[KEY](table)."""
+    if len(sys.argv) != 4:
+        sys.exit(usage)
+    table_path, template, output = sys.argv[1:]
+    table = read(table_path)
+
+    def expand(key):
+        if key not in expansions:
+            sys.exit(f'{template}: unknown placeholder @{key}@')
+        return expansions[key](table)
+    expand_template(template, output, expand)
