@@ -16,84 +16,21 @@ kept):
                     calls the template's record(success, requestId, "<token>", value)
 """
 
-import re
-import sys
+from lumotables import generate, is_record, read_dispatch, spelled, unique
 
-ROW = re.compile(r'^LUMO_DISPATCH\(\s*(\w+)\s*,\s*(\w+)\s*,\s*(\w+)\s*,\s*(\w+)\s*,\s*"([^"]*)"\s*\)\s*$')
-
-# Mirror of registeredName<> in src/dispatch/klumodispatchtypes.h.
-SPELLED = {
-    'LumoString': 'std::string',
-    'LumoStringList': 'std::vector<std::string>',
-    'LumoStringMap': 'std::map<std::string, std::string>',
+EXPANSIONS = {
+    'RECORD_USINGS': lambda rows: [
+        f'using ofx::lumo::{t};'
+        for t in unique(t for r in rows for t in (r.arg, r.result) if is_record(t))],
+    'DISPATCH_SLOTS': lambda rows: [
+        f'void {r.slot}(const QString &requestId, const {spelled(r.arg)} &arg, '
+        f'const QPointer<QObject> &receiver, const QString &slotMethod);'
+        for r in rows],
+    'RESULT_SLOTS': lambda rows: [
+        f'void onResult_{t}(bool success, const QString &requestId, const {spelled(t)} &value) '
+        f'{{ record(success, requestId, "{t}", value); }}'
+        for t in unique(r.result for r in rows)],
 }
-NOT_RECORDS = set(SPELLED) | {'KLumoVoidResult'}
-
-
-def read_table(path):
-    rows = []
-    with open(path, encoding='utf-8') as f:
-        for number, line in enumerate(f, 1):
-            line = line.strip()
-            if not line or line.startswith('//'):
-                continue
-            m = ROW.match(line)
-            if not m:
-                sys.exit(f'{path}:{number}: not a LUMO_DISPATCH row: {line}')
-            rows.append(m.groups())
-    slots = [r[0] for r in rows]
-    if len(set(slots)) != len(slots):
-        sys.exit(f'{path}: a slot name appears twice')
-    return rows
-
-
-def unique(items):
-    return list(dict.fromkeys(items))
-
-
-def spelled(token):
-    return SPELLED.get(token, token)
-
-
-def expand(rows, key):
-    if key == 'RECORD_USINGS':
-        types = unique(t for r in rows for t in (r[2], r[3]) if t not in NOT_RECORDS)
-        return [f'using ofx::lumo::{t};' for t in types]
-    if key == 'DISPATCH_SLOTS':
-        return [f'void {slot}(const QString &requestId, const {spelled(arg)} &arg, '
-                f'const QPointer<QObject> &receiver, const QString &slotMethod);'
-                for slot, _method, arg, _result, _text in rows]
-    if key == 'RESULT_SLOTS':
-        return [f'void onResult_{t}(bool success, const QString &requestId, const {spelled(t)} &value) '
-                f'{{ record(success, requestId, "{t}", value); }}'
-                for t in unique(r[3] for r in rows)]
-    sys.exit(f'unknown placeholder @{key}@')
-
-
-def main():
-    if len(sys.argv) != 4:
-        sys.exit(__doc__)
-    table, template, output = sys.argv[1:]
-    rows = read_table(table)
-    out = []
-    with open(template, encoding='utf-8') as f:
-        for line in f:
-            m = re.match(r'^(\s*)@(\w+)@\s*$', line)
-            if m:
-                out.extend(m.group(1) + text + '\n' for text in expand(rows, m.group(2)))
-            else:
-                out.append(line)
-    text = ''.join(out)
-    # Leave an unchanged file alone so that moc and the compiler do not rerun.
-    try:
-        with open(output, encoding='utf-8') as f:
-            if f.read() == text:
-                return
-    except FileNotFoundError:
-        pass
-    with open(output, 'w', encoding='utf-8') as f:
-        f.write(text)
-
 
 if __name__ == '__main__':
-    main()
+    generate(__doc__, read_dispatch, EXPANSIONS)

@@ -8,9 +8,11 @@
 
 The interface file is the single table; everything here is its repetition.
 """
+import io
 import json
-import re
 import sys
+
+from lumotables import VOID_RESULT, is_record, read_dispatch, spelled, unique, write_if_changed
 
 KIND = {
     "void": "Void", "bool": "Bool", "byte": "Byte", "i8": "Byte", "i16": "I16", "i32": "I32",
@@ -123,26 +125,6 @@ def emit_records(t, out, *unused):
     w("};\n\n} // namespace ofx::lumo::jsonschema\n")
 
 
-STANDARD_TOKENS = {
-    "LumoString": "std::string",
-    "LumoStringList": "std::vector<std::string>",
-    "LumoStringMap": "std::map<std::string,std::string>",
-    "KLumoVoidResult": "KLumoVoidResult",
-}
-
-
-def read_dispatch_table(path):
-    """Rows of the dispatcher's table: (slot, service method, argument token, result token)."""
-    rows = []
-    pattern = re.compile(r'^LUMO_DISPATCH\((\w+),\s*(\w+),\s*(\w+),\s*(\w+),')
-    with open(path, encoding="utf-8") as f:
-        for line in f:
-            m = pattern.match(line)
-            if m:
-                rows.append(m.groups())
-    return rows
-
-
 def emit_lumoctl(t, out, table):
     """lumoctl's view of the dispatcher: its method table and a receiver with one
     result slot per distinct result type.
@@ -151,15 +133,12 @@ def emit_lumoctl(t, out, table):
     normalized text, so each type is spelled as it is registered: records by their
     plain name, the standard types spelled out, void replies as KLumoVoidResult.
     """
-    rows = read_dispatch_table(table)
-    for slot, method, arg, result in rows:
-        if not any(m[0] == method and m[1] == 0 for m in t.methods):
-            raise SystemExit(f"{table}: {slot} calls {method}, which the interface does not declare")
-    results = []
-    for _, _, _, result in rows:
-        if result not in results:
-            results.append(result)
-    records = sorted({tok for row in rows for tok in row[2:] if tok not in STANDARD_TOKENS})
+    rows = read_dispatch(table)
+    for r in rows:
+        if not any(m[0] == r.method and m[1] == 0 for m in t.methods):
+            raise SystemExit(f"{table}: {r.slot} calls {r.method}, which the interface does not declare")
+    results = unique(r.result for r in rows)
+    records = sorted({tok for r in rows for tok in (r.arg, r.result) if is_record(tok)})
     w = out.write
     w(HEADER)
     w("#pragma once\n\n#include \"klumoctlreceiverbase.h\"\n\n")
@@ -172,8 +151,8 @@ def emit_lumoctl(t, out, table):
     w("struct KLumoCtlMethod\n{\n    const char *name;\n    const char *method;\n")
     w("    const char *argType;\n    const char *resultType;\n};\n\n")
     w("inline const KLumoCtlMethod lumoctlMethods[] = {\n")
-    for slot, method, arg, result in rows:
-        w(f'    {{"{slot}", "{method}", "{STANDARD_TOKENS.get(arg, arg)}", "{STANDARD_TOKENS.get(result, result)}"}},\n')
+    for r in rows:
+        w(f'    {{"{r.slot}", "{r.method}", "{spelled(r.arg)}", "{spelled(r.result)}"}},\n')
     w("};\n\n")
     w("// Receives every result type the dispatcher delivers; lives on the main thread.\n")
     w("class KLumoCtlReceiver : public KLumoCtlReceiverBase\n{\n    Q_OBJECT\npublic:\n")
@@ -181,8 +160,8 @@ def emit_lumoctl(t, out, table):
     w("    void onGeneric(bool ok, const QString &requestId, const KRpcResponse &value)\n")
     w("    {\n        deliver(ok, requestId, toJson(value.values()));\n    }\n")
     for result in results:
-        ty = STANDARD_TOKENS.get(result, result)
-        conv = "KLumoJsonValue()" if result == "KLumoVoidResult" else "toJson(value)"
+        ty = spelled(result)
+        conv = "KLumoJsonValue()" if result == VOID_RESULT else "toJson(value)"
         w(f"    void onResult(bool ok, const QString &requestId, const {ty} &value)\n")
         w(f"    {{\n        deliver(ok, requestId, {conv});\n    }}\n")
     w("};\n\n} // namespace ofx::lumo\n")
@@ -195,20 +174,9 @@ def main():
         doc = json.load(f)
     t = Tables(doc)
     emitters = {"schema": emit_schema, "records": emit_records, "lumoctl": emit_lumoctl}
-    tmp = dst + ".tmp"
-    with open(tmp, "w", encoding="utf-8") as out:
-        emitters[mode](t, out, *extra)
-    # Only touch the output when it changed, so dependants are not rebuilt needlessly.
-    import os
-    try:
-        with open(dst, encoding="utf-8") as f:
-            same = f.read() == open(tmp, encoding="utf-8").read()
-    except FileNotFoundError:
-        same = False
-    if same:
-        os.remove(tmp)
-    else:
-        os.replace(tmp, dst)
+    out = io.StringIO()
+    emitters[mode](t, out, *extra)
+    write_if_changed(dst, out.getvalue())
 
 
 if __name__ == "__main__":

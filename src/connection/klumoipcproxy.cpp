@@ -70,7 +70,7 @@ public:
     // garbage reply must not be able to ask for gigabytes: bound strings and
     // containers well above anything the service sends.
     apache::thrift::protocol::TCompactProtocolFactoryT<apache::thrift::transport::TMemoryBuffer>
-            protocolFactory{128 << 20, 1 << 20};
+        protocolFactory {128 << 20, 1 << 20};
     std::shared_ptr<KLumoIpcChannel> channel;
     std::shared_ptr<KLumoNotifyHandler> notifyHandler;
     std::shared_ptr<KLumoNotifyActualProcessor> notifyProcessor;
@@ -103,21 +103,7 @@ KLumoIpcProxy::KLumoIpcProxy(QObject *parent)
     d->client = std::make_shared<KLumoServicesCobClient>(d->channel, &d->protocolFactory);
     d->dispatcher = new KLumoIpcHandler(this, d->client, d->channel);
 
-    // The push dispatcher's events come out as signals 3 to 9.
-    connect(d->pushDispatch, &KLocalPushMsgDispatch::signal_roamingChange, this,
-            &KLumoIpcProxy::signal_roamingChange);
-    connect(d->pushDispatch, &KLocalPushMsgDispatch::signal_roamingImportChange, this,
-            &KLumoIpcProxy::signal_roamingImportChange);
-    connect(d->pushDispatch, &KLocalPushMsgDispatch::signal_vipInfoChanged, this,
-            &KLumoIpcProxy::signal_vipInfoChanged);
-    connect(d->pushDispatch, &KLocalPushMsgDispatch::signal_bindAccountFinish, this,
-            &KLumoIpcProxy::signal_bindAccountFinish);
-    connect(d->pushDispatch, &KLocalPushMsgDispatch::signal_broadcast, this,
-            &KLumoIpcProxy::signal_broadcast);
-    connect(d->pushDispatch, &KLocalPushMsgDispatch::signal_broadcastEx, this,
-            &KLumoIpcProxy::signal_broadcastEx);
-    connect(d->pushDispatch, &KLocalPushMsgDispatch::signal_notify, this,
-            &KLumoIpcProxy::signal_notify);
+    connectPushSignals(d->pushDispatch);
 
     d->serverName = QLatin1String(servername::Ipc) + loginName() + QString::number(::getuid());
     d->lastLoginCache = KLumoLoginInfo::loadLastLogin();
@@ -226,6 +212,11 @@ void KLumoIpcProxy::setPollIntervals(int normalMs, int fastMs)
 void KLumoIpcProxy::setClock(std::function<qint64()> secsSinceEpoch)
 {
     g_clock = std::move(secsSinceEpoch);
+}
+
+void KLumoIpcProxy::logSlot(const char *slot)
+{
+    info(QStringLiteral("KLumoIpcProxy::") + QLatin1String(slot));
 }
 
 void KLumoIpcProxy::armTimer()
@@ -358,77 +349,10 @@ void KLumoIpcProxy::applyLoginState(const KLumoIpcLoginCache &newLogin,
     Q_EMIT notifyLoginStatusChange();
 }
 
-void KLumoIpcProxy::on_notifyRecentFileListChanged()
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyRecentFileListChanged"));
-    Q_EMIT signal_recentFileListChanged();
-}
-
-void KLumoIpcProxy::on_notifyRecentFileStateChanged(const QVector<CloudItem> &infoList)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyRecentFileStateChanged"));
-    Q_EMIT signal_recentFileStateChanged(infoList);
-}
-
-void KLumoIpcProxy::on_notifyNewMsgList(const QStringList &newMsgList)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyNewMsgList"));
-    Q_EMIT signal_newMsgList(newMsgList);
-}
-
-void KLumoIpcProxy::on_notifyMsgStatusChanged(const NotifyMsgStatusChangedArg &arg)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyMsgStatusChanged"));
-    Q_EMIT signal_msgStatusChanged(arg);
-}
-
-void KLumoIpcProxy::on_notifyClearMsgNotification(const NotifyClearMsgNotificationArg &arg)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyClearMsgNotification"));
-    Q_EMIT signal_notifyClearMsgNotification(arg);
-}
-
-void KLumoIpcProxy::on_notifyActionsMapDefault(const StringMapArgs &mapArgs)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyActionsMapDefault"));
-    Q_EMIT signal_notifyActionsMapDefault(mapArgs);
-}
-
-void KLumoIpcProxy::on_notifyActionsMapForShareFile(const StringMapArgs &mapArgs)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyActionsMapForShareFile"));
-    Q_EMIT signal_notifyActionsMapForShareFile(mapArgs);
-}
-
-void KLumoIpcProxy::on_notifyActionsMapForReadMessage(const StringMapArgs &mapArgs)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyActionsMapForReadMessage"));
-    Q_EMIT signal_notifyActionsMapForReadMessage(mapArgs);
-}
-
-void KLumoIpcProxy::on_notifyActionsMapForCooperate(const StringMapArgs &mapArgs)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyActionsMapForCooperate"));
-    Q_EMIT signal_notifyActionsMapForCooperate(mapArgs);
-}
-
-void KLumoIpcProxy::on_notifyShareDiscussion(const StringMapArgs &mapArgs)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyShareDiscussion"));
-    Q_EMIT signal_notifyShareDiscussion(mapArgs);
-}
-
 void KLumoIpcProxy::on_notifyDocumentRoamingSwitchChanged()
 {
     info(QStringLiteral("KLumoIpcProxy::on_notifyDocumentRoamingSwitchChanged"));
     updateLoginInfo();
-}
-
-void KLumoIpcProxy::on_notifyDocCollaborativeStatus(const QString &fileId, bool inCollaboration,
-                                                    quint32 collaboratorNum)
-{
-    info(QStringLiteral("KLumoIpcProxy::on_notifyDocCollaborativeStatus"));
-    Q_EMIT signal_docCollaborativeStatus(fileId, inCollaboration, collaboratorNum);
 }
 
 } // namespace ofx::lumo

@@ -177,7 +177,9 @@ private Q_SLOTS:
             "signal_notifyBrowserFolder(NotifyBroswerFolderArg)",
             "signal_notifyGetCloudEventsPath(NotifyGetCloudEventsPathArg)",
             "signal_notifyRoamingFileTransferFinished(NotifyFileTransferArg)",
-            "signal_notifyDocTeamV2(NotifyDocTeamV2Arg)"};
+            "signal_notifyDocTeamV2(NotifyDocTeamV2Arg)",
+            "signal_notifyFileBatchAction(NotifyFileBatchActionArg)",
+            "signal_notifyRecommendUpdate(NotifyRecommendUpdateArg)"};
         const QMetaObject &mo = KLumoIpc::staticMetaObject;
         QStringList actual;
         for (int i = mo.methodOffset(); i < mo.methodCount(); ++i) {
