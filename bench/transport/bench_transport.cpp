@@ -1,9 +1,9 @@
 // Receive throughput of the channel next to two baselines over the same bytes:
 // a raw AF_UNIX read into a reused buffer, and a plain frame parser on a
 // QLocalSocket. Usage: bench_transport [repetition scale, default 1] [case filter]
-#include "notify/klumonotifyprocessor.h"
 #include "transport/klumoframe.h"
 #include "transport/klumoipcchannel.h"
+#include "transport/klumonotifyprocessor.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

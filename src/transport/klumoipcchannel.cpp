@@ -1,9 +1,9 @@
 #include "transport/klumoipcchannel.h"
 
-#include "notify/klumonotifyprocessor.h"
 #include "support/lumolog.h"
 #include "transport/klumoframe.h"
 #include "transport/klumoframewriter.h"
+#include "transport/klumonotifyprocessor.h"
 #include "transport/klumorecvbuffer.h"
 #include "transport/kxqtlocalsocket.h"
 

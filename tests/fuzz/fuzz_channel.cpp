@@ -6,8 +6,8 @@
 // Input: byte 0 picks the chunk size, byte 1 the streaming threshold, the rest
 // is the stream from the peer.
 #include "KLumoServices.h"
-#include "notify/klumonotifyprocessor.h"
 #include "transport/klumoipcchannel.h"
+#include "transport/klumonotifyprocessor.h"
 
 #include <QCoreApplication>
 #include <QLocalServer>

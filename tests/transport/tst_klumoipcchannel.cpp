@@ -4,9 +4,9 @@
 #include <sys/stat.h> // lumotestenv.h uses chmod
 
 #include "KLumoServices.h"
-#include "notify/klumonotifyprocessor.h"
 #include "transport/klumoframe.h"
 #include "transport/klumoipcchannel.h"
+#include "transport/klumonotifyprocessor.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
