@@ -10,7 +10,7 @@
 #include "notify/klumonotifyactualprocessor.h"
 #include "notify/klumonotifyhandler.h"
 #include "support/lumolog.h"
-#include "transport/klumoipcchannel.h"
+#include "transport/klumoipcchannel_p.h"
 
 #include "KLumoNotifyServices.h"
 
@@ -127,12 +127,12 @@ void TestKLumoNotifyActualProcessor::badFrameIsDropped()
 
 void TestKLumoNotifyActualProcessor::goneProcessorIsNotCalled()
 {
-    const quint32 before = m_channel->frameCount();
+    const quint32 before = KLumoIpcChannelPrivate::get(m_channel.get())->frameCount;
     std::weak_ptr<KLumoNotifyActualProcessor> watch = m_processor;
     m_processor.reset();
     QVERIFY(watch.expired());
     m_peer.sendFrame(0, actionBody(1));
-    QTRY_COMPARE(m_channel->frameCount(), before + 1);
+    QTRY_COMPARE(KLumoIpcChannelPrivate::get(m_channel.get())->frameCount, before + 1);
     QTest::qWait(20);
     QCOMPARE(m_recorder.count(), 0);
     QCOMPARE(m_logs, QStringList());

@@ -5,7 +5,7 @@
 
 #include "KLumoServices.h"
 #include "transport/klumoframe.h"
-#include "transport/klumoipcchannel.h"
+#include "transport/klumoipcchannel_p.h"
 #include "transport/klumonotifyprocessor.h"
 
 #include <QElapsedTimer>
@@ -70,6 +70,11 @@ struct Call
         channel.sendAndRecvMessage(cob(), &send, &recv);
     }
 };
+
+KLumoIpcChannelPrivate *d(KLumoIpcChannel &channel)
+{
+    return KLumoIpcChannelPrivate::get(&channel);
+}
 
 QByteArray pattern(int size, int seed = 0)
 {
@@ -149,11 +154,11 @@ private Q_SLOTS:
         Owner owner;
         KLumoIpcChannel channel(&owner, nullptr);
         qintptr seen = -2;
-        channel.setPeerCheck([&seen](qintptr fd, QString *why) {
+        d(channel)->peerCheck = [&seen](qintptr fd, QString *why) {
             seen = fd;
             *why = QStringLiteral("simulated foreign uid");
             return false;
-        });
+        };
         FramedPeer peer;
         QVERIFY(peer.listen(serverName()));
         QTest::ignoreMessage(
@@ -190,7 +195,7 @@ private Q_SLOTS:
         QFETCH(int, chunk);
         QFETCH(int, directThreshold);
         KLumoIpcChannel channel(nullptr, nullptr);
-        channel.setDirectThreshold(quint32(directThreshold));
+        d(channel)->reader.setDirectThreshold(quint32(directThreshold));
         FramedPeer peer;
         connectPair(channel, peer);
         Call call;
@@ -212,9 +217,9 @@ private Q_SLOTS:
         QTRY_COMPARE(call.completions, 1);
         QCOMPARE(call.received.size(), body.size());
         QVERIFY(call.received == body);
-        QCOMPARE(channel.waitingRequests(), 0);
-        QCOMPARE(channel.frameCount(), 1u);
-        QCOMPARE(channel.receiveCapacity() % 4096, 0u);
+        QCOMPARE(d(channel)->waitingRequests(), 0);
+        QCOMPARE(d(channel)->frameCount, 1u);
+        QCOMPARE(d(channel)->reader.capacity() % 4096, 0u);
     }
 
     void severalFramesInOneRead()
@@ -232,7 +237,7 @@ private Q_SLOTS:
         QCOMPARE(processor->bodies, (QList<QByteArray> {"n1", "n2"}));
         QCOMPARE(a.received, QByteArray("for a"));
         QCOMPARE(b.received, QByteArray("for b"));
-        QCOMPARE(withProcessor.frameCount(), 4u);
+        QCOMPARE(d(withProcessor)->frameCount, 4u);
     }
 
     // A buffer of exactly 20 bytes is a header with an empty body, and it waits.
@@ -251,11 +256,11 @@ private Q_SLOTS:
         peer.sendFrame(0, QByteArray());
         QTest::qWait(50);
         QCOMPARE(processor->bodies.size(), 2);
-        QCOMPARE(channel.frameCount(), 2u);
+        QCOMPARE(d(channel)->frameCount, 2u);
         // A notification for a processor that is gone is read and dropped.
         processor.reset();
         peer.sendFrame(0, "dropped");
-        QTRY_COMPARE(channel.frameCount(), 4u);
+        QTRY_COMPARE(d(channel)->frameCount, 4u);
         QVERIFY(channel.isConnected());
     }
 
@@ -285,13 +290,13 @@ private Q_SLOTS:
         Call a, b;
         const auto frames = startTwo(channel, peer, a, b);
         QCOMPARE(frames.size(), 2);
-        QCOMPARE(channel.waitingRequests(), 2);
+        QCOMPARE(d(channel)->waitingRequests(), 2);
         QTest::ignoreMessage(QtInfoMsg, log.toLatin1().constData());
         QTest::ignoreMessage(QtInfoMsg, "KCloudChannel::close disconnectFromServer and term");
         // The reply for a comes behind the bad bytes and must not be delivered.
         peer.sendRaw(bytes + frame::make(frames[0].seqId, "late"));
         QTRY_VERIFY(!channel.isConnected());
-        QCOMPARE(channel.waitingRequests(), 0);
+        QCOMPARE(d(channel)->waitingRequests(), 0);
         QTest::qWait(30);
         QCOMPARE(a.completions, 0);
         QCOMPARE(b.completions, 0);
@@ -406,8 +411,8 @@ private Q_SLOTS:
         });
         QCOMPARE(calls, 1); // at once, on this thread
         QVERIFY(threw);
-        QCOMPARE(channel.waitingRequests(), 0);
-        QCOMPARE(channel.lastSequenceId(), 0u);
+        QCOMPARE(d(channel)->waitingRequests(), 0);
+        QCOMPARE(d(channel)->lastSequenceId(), 0u);
     }
 
     // Off the owner thread, an immediate failure is still completed on the
@@ -430,7 +435,7 @@ private Q_SLOTS:
     {
         KLumoIpcChannel channel(nullptr, nullptr);
         QList<quint32> pieces;
-        channel.setPieceObserver([&pieces](quint32 n) { pieces.append(n); });
+        d(channel)->writer.setPieceObserver([&pieces](quint32 n) { pieces.append(n); });
         FramedPeer peer;
         connectPair(channel, peer);
         Call exact, more;
@@ -474,7 +479,7 @@ private Q_SLOTS:
         KLumoIpcChannel channel(nullptr, nullptr);
         FramedPeer peer;
         connectPair(channel, peer);
-        channel.setLastSequenceId(4294967294u);
+        d(channel)->setLastSequenceId(4294967294u);
         Call a, b;
         const auto frames = startTwo(channel, peer, a, b);
         QCOMPARE(frames.size(), 2);
@@ -534,7 +539,7 @@ private Q_SLOTS:
             QCOMPARE(calls[size_t(i)]->thread, QThread::currentThread());
         }
         QTRY_COMPARE(processor->bodies.size(), N / 7);
-        QCOMPARE(channel.waitingRequests(), 0);
+        QCOMPARE(d(channel)->waitingRequests(), 0);
     }
 };
 
