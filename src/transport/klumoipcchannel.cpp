@@ -172,11 +172,12 @@ TMemoryBuffer *KLumoIpcChannelPrivate::streamTarget(quint32 id)
 
 int KLumoIpcChannelPrivate::onFrame(quint32 id, const char *body, quint32 len)
 {
-    if (id == 0) {
-        ++frameCount;
-        notify(body, len);
-        return 0;
-    }
+    ++frameCount; // a violation resets it anyway
+    return id == 0 ? notify(body, len) : deliverReply(id, body, len);
+}
+
+int KLumoIpcChannelPrivate::deliverReply(quint32 id, const char *body, quint32 len)
+{
     VoidCallback cob;
     TMemoryBuffer *target = nullptr;
     if (const int missing = takeCall(id, &cob, &target))
@@ -191,16 +192,15 @@ int KLumoIpcChannelPrivate::onFrame(quint32 id, const char *body, quint32 len)
     } else {
         limitToFrame(target, len); // streamed: the body is in place already
     }
-    ++frameCount;
     invoke(cob);
     return 0;
 }
 
-void KLumoIpcChannelPrivate::notify(const char *body, quint32 len)
+int KLumoIpcChannelPrivate::notify(const char *body, quint32 len)
 {
     std::shared_ptr<KLumoNotifyProcessor> processor = notifyProcessor.lock();
     if (!processor)
-        return; // read and dropped
+        return 0; // read and dropped
     auto message = std::make_shared<TMemoryBuffer>(len ? len : 1);
     message->write(reinterpret_cast<const uint8_t *>(body), len);
     limitToFrame(message.get(), len);
@@ -210,6 +210,7 @@ void KLumoIpcChannelPrivate::notify(const char *body, quint32 len)
     } catch (const std::exception &e) {
         logCallbackFailure(e);
     }
+    return 0;
 }
 
 void KLumoIpcChannelPrivate::setLastSequenceId(quint32 id)

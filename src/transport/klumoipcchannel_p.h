@@ -41,7 +41,9 @@ public:
     // of the violation when its callback (7) or its receive buffer (8) is missing.
     int takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target);
     void invoke(const VoidCallback &cob);
-    void notify(const char *body, quint32 len);
+    // The two halves of onFrame(); same return value.
+    int deliverReply(quint32 id, const char *body, quint32 len);
+    int notify(const char *body, quint32 len);
 
     // KLumoFrameReader::Sink: replies to their calls, sequence id 0 to the
     // notification processor.
