@@ -1,9 +1,9 @@
 // Receive throughput of the channel next to two baselines over the same bytes:
 // a raw AF_UNIX read into a reused buffer, and a plain frame parser on a
 // QLocalSocket. Usage: bench_transport [repetition scale, default 1] [case filter]
-#include "notify/klumonotifyprocessor.h"
 #include "transport/klumoframe.h"
-#include "transport/klumoipcchannel.h"
+#include "transport/klumoipcchannel_p.h"
+#include "transport/klumonotifyprocessor.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -218,7 +218,8 @@ double channelRead(const Stream &s, double *copiedPerPayload)
     Peer peer(path, stream);
     auto processor = std::make_shared<CountingProcessor>();
     KLumoIpcChannel channel(nullptr, processor);
-    channel.setPeerCheck(nullptr);
+    KLumoIpcChannelPrivate *const d = KLumoIpcChannelPrivate::get(&channel);
+    d->peerCheck = nullptr;
     if (!channel.connectToServer(QString::fromStdString(path)))
         std::abort();
     while (!channel.isConnected())
@@ -227,15 +228,15 @@ double channelRead(const Stream &s, double *copiedPerPayload)
     int replied = 0;
     quint64 replyBytes = 0;
     QElapsedTimer t;
-    KLumoIpcChannel::Stats before;
+    KLumoIpcChannelPrivate::Stats before;
     if (replies) {
-        channel.setLastSequenceId(0);
+        d->setLastSequenceId(0);
         for (int i = 0; i < stream.count; ++i) {
             send.write(reinterpret_cast<const uint8_t *>("q"), 1);
             channel.sendAndRecvMessage(
                 [&] {
                     if (++replied == 1) {
-                        before = channel.stats();
+                        before = d->stats();
                         t.start();
                     } else {
                         replyBytes += recv.available_read();
@@ -245,14 +246,14 @@ double channelRead(const Stream &s, double *copiedPerPayload)
                 &send, &recv);
         }
     } else {
-        before = channel.stats();
+        before = d->stats();
         t.start();
     }
     peer.go();
     while ((replies ? replied : processor->count) < stream.count)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     const double secs = double(t.nsecsElapsed()) / 1e9;
-    const KLumoIpcChannel::Stats after = channel.stats();
+    const KLumoIpcChannelPrivate::Stats after = d->stats();
     const quint64 payload = quint64(s.body.size()) * quint64(s.count);
     if ((replies ? replyBytes : processor->bytes) != payload)
         std::fprintf(stderr, "payload mismatch\n");

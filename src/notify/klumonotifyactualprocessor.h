@@ -1,6 +1,6 @@
 #pragma once
 
-#include "notify/klumonotifyprocessor.h"
+#include "transport/klumonotifyprocessor.h"
 
 namespace apache::thrift::async {
 class TAsyncProtocolProcessor;

@@ -1,24 +1,11 @@
 #include "transport/klumoipcchannel.h"
 
-#include "notify/klumonotifyprocessor.h"
 #include "support/lumolog.h"
-#include "transport/klumoframe.h"
-#include "transport/klumoframewriter.h"
-#include "transport/klumorecvbuffer.h"
+#include "transport/klumoipcchannel_p.h"
+#include "transport/klumonotifyprocessor.h"
 #include "transport/kxqtlocalsocket.h"
 
-#include <QLocalSocket>
-#include <QPointer>
-#include <QThread>
-
 #include <thrift/transport/TBufferTransports.h>
-
-#include <atomic>
-#include <map>
-#include <mutex>
-#include <string>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace ofx::lumo {
 
@@ -31,11 +18,16 @@ constexpr int StateUnconnected = QLocalSocket::UnconnectedState;
 constexpr int StateConnecting = QLocalSocket::ConnectingState;
 constexpr int StateConnected = QLocalSocket::ConnectedState;
 constexpr int StateClosing = QLocalSocket::ClosingState;
-constexpr quint32 DefaultDirectThreshold = 64 * 1024;
 
 void logInfo(const QString &text)
 {
     log::info(lcTransport(), text);
+}
+
+// A callback or the notification processor threw: the stream goes on.
+void logCallbackFailure(const std::exception &e)
+{
+    logInfo(QStringLiteral("!!onRecvData 9: ") + QString::fromLocal8Bit(e.what()));
 }
 
 // Empties @p buf, including Thrift's count of what was read from it.
@@ -74,67 +66,14 @@ void fillReceiveBuffer(TMemoryBuffer *buf, const char *data, quint32 len)
 
 } // namespace
 
-class KLumoIpcChannelPrivate
-{
-public:
-    explicit KLumoIpcChannelPrivate(KLumoIpcChannel *q)
-        : q(q)
-    { }
-
-    bool onOwnerThread() const { return QThread::currentThread() == q->thread(); }
-    void reset();
-    void syncState();
-    void send(const VoidCallback &cob, TMemoryBuffer *message, quint32 seqId);
-    void completeNow(const VoidCallback &cob, TMemoryBuffer *recvBuf);
-    void parse();
-    bool violation(const QString &text);
-    bool startDirect(const frame::Header &h);
-    void finishDirect();
-    // Removes the waiting call @p id with its receive buffer; returns 0, or the
-    // number of the violation when its callback (7) or its buffer (8) is missing.
-    int takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target);
-    void invoke(const VoidCallback &cob);
-
-    KLumoIpcChannel *const q;
-
-    // Owner thread only.
-    std::unique_ptr<IKxLocalSocket> socket;
-    quint32 frameCount = 0;
-    std::weak_ptr<KLumoNotifyProcessor> notifyProcessor;
-    std::wstring serverName;
-    KLumoRecvBuffer buffer;
-    quint64 generation = 0; // bumped by every reset, so a loop notices one made under it
-    bool parsing = false;
-    KLumoIpcChannel::PeerCheck peerCheck = &KLumoIpcChannel::samePeerUid;
-    KLumoIpcChannel::Stats stats;
-    quint32 directThreshold = DefaultDirectThreshold;
-    // A large reply being read straight into its receive buffer.
-    struct Direct
-    {
-        bool active = false;
-        quint32 seqId = 0;
-        TMemoryBuffer *target = nullptr;
-        quint32 remaining = 0;
-        quint32 length = 0;
-    } direct;
-
-    // Any thread.
-    std::atomic<int> state {StateUnconnected};
-    std::atomic<bool> hasSocket {false};
-    KLumoFrameWriter writer;
-
-    // Guarded by lock.
-    mutable std::mutex lock;
-    quint32 seqId = 0;
-    std::map<quint32, VoidCallback> callbacks;
-    std::map<quint32, TMemoryBuffer *> recvBuffers;
-};
+KLumoIpcChannelPrivate::KLumoIpcChannelPrivate(KLumoIpcChannel *q)
+    : q(q)
+    , reader(this, q)
+{ }
 
 void KLumoIpcChannelPrivate::reset()
 {
-    ++generation;
-    buffer.clear();
-    direct = Direct();
+    reader.reset();
     frameCount = 0;
     std::map<quint32, VoidCallback> dropped;
     {
@@ -159,7 +98,7 @@ void KLumoIpcChannelPrivate::invoke(const VoidCallback &cob)
     try {
         cob();
     } catch (const std::exception &e) {
-        logInfo(QStringLiteral("!!onRecvData 9: ") + QString::fromLocal8Bit(e.what()));
+        logCallbackFailure(e);
     }
 }
 
@@ -194,171 +133,112 @@ void KLumoIpcChannelPrivate::send(const VoidCallback &cob, TMemoryBuffer *messag
     if (writer.write(bytes))
         return;
     logInfo(QStringLiteral("Fail on sendMessage"));
+    VoidCallback dropped; // the caller's cob runs instead, at once
     TMemoryBuffer *recvBuf = nullptr;
-    VoidCallback dropped;
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        auto c = callbacks.find(id);
-        if (c != callbacks.end()) {
-            dropped = std::move(c->second);
-            callbacks.erase(c);
-        }
-        auto r = recvBuffers.find(id);
-        if (r != recvBuffers.end()) {
-            recvBuf = r->second;
-            recvBuffers.erase(r);
-        }
-    }
+    takeCall(id, &dropped, &recvBuf);
     completeNow(cob, recvBuf);
-}
-
-bool KLumoIpcChannelPrivate::violation(const QString &text)
-{
-    logInfo(text);
-    q->close();
-    return false;
-}
-
-bool KLumoIpcChannelPrivate::startDirect(const frame::Header &h)
-{
-    TMemoryBuffer *target = nullptr;
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        auto r = recvBuffers.find(h.seqId);
-        if (r == recvBuffers.end() || callbacks.find(h.seqId) == callbacks.end())
-            return false; // left to the complete-frame checks
-        target = r->second;
-    }
-    const quint32 have = buffer.size() - frame::HeaderSize;
-    try {
-        clearReceiveBuffer(target);
-        uint8_t *dst = target->getWritePtr(have);
-        std::memcpy(dst, buffer.data() + frame::HeaderSize, have);
-        target->wroteBytes(have);
-    } catch (const std::exception &) {
-        return false; // a buffer over foreign memory: stage the frame instead
-    }
-    stats.bytesCopied += have;
-    buffer.clear();
-    direct.active = true;
-    direct.seqId = h.seqId;
-    direct.target = target;
-    direct.remaining = h.bodyLength() - have;
-    direct.length = h.bodyLength();
-    return true;
 }
 
 int KLumoIpcChannelPrivate::takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target)
 {
     std::lock_guard<std::mutex> guard(lock);
     auto c = callbacks.find(id);
-    if (c == callbacks.end())
-        return 7;
     auto r = recvBuffers.find(id);
-    if (r == recvBuffers.end())
-        return 8;
-    *cob = std::move(c->second);
-    *target = r->second;
-    callbacks.erase(c);
-    recvBuffers.erase(r);
+    const int missing = c == callbacks.end() ? 7 : r == recvBuffers.end() ? 8 : 0;
+    if (c != callbacks.end()) {
+        *cob = std::move(c->second);
+        callbacks.erase(c);
+    }
+    if (r != recvBuffers.end()) {
+        *target = r->second;
+        recvBuffers.erase(r);
+    }
+    return missing;
+}
+
+TMemoryBuffer *KLumoIpcChannelPrivate::streamTarget(quint32 id)
+{
+    TMemoryBuffer *target = nullptr;
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        auto r = recvBuffers.find(id);
+        if (r == recvBuffers.end() || callbacks.find(id) == callbacks.end())
+            return nullptr;
+        target = r->second;
+    }
+    clearReceiveBuffer(target);
+    return target;
+}
+
+int KLumoIpcChannelPrivate::onFrame(quint32 id, const char *body, quint32 len)
+{
+    ++frameCount; // a violation resets it anyway
+    return id == 0 ? notify(body, len) : deliverReply(id, body, len);
+}
+
+int KLumoIpcChannelPrivate::deliverReply(quint32 id, const char *body, quint32 len)
+{
+    VoidCallback cob;
+    TMemoryBuffer *target = nullptr;
+    if (const int missing = takeCall(id, &cob, &target))
+        return missing;
+    if (body) {
+        try {
+            fillReceiveBuffer(target, body, len);
+        } catch (const std::exception &e) {
+            logCallbackFailure(e);
+        }
+        bytesDelivered += len;
+    } else {
+        limitToFrame(target, len); // streamed: the body is in place already
+    }
+    invoke(cob);
     return 0;
 }
 
-void KLumoIpcChannelPrivate::finishDirect()
+int KLumoIpcChannelPrivate::notify(const char *body, quint32 len)
 {
-    const quint32 id = direct.seqId;
-    limitToFrame(direct.target, direct.length);
-    direct = Direct();
-    VoidCallback cob;
-    TMemoryBuffer *target = nullptr;
-    if (const int missing = takeCall(id, &cob, &target)) {
-        violation(QStringLiteral("!!onRecvData %1").arg(missing));
-        return;
+    std::shared_ptr<KLumoNotifyProcessor> processor = notifyProcessor.lock();
+    if (!processor)
+        return 0; // read and dropped
+    auto message = std::make_shared<TMemoryBuffer>(len ? len : 1);
+    message->write(reinterpret_cast<const uint8_t *>(body), len);
+    limitToFrame(message.get(), len);
+    bytesDelivered += len;
+    try {
+        processor->onNotified(std::move(message));
+    } catch (const std::exception &e) {
+        logCallbackFailure(e);
     }
-    ++frameCount;
-    invoke(cob);
+    return 0;
 }
 
-// Takes every complete frame from the staging buffer. Re-entrant calls (a
-// callback that spins an event loop) only append bytes; the outer loop picks
-// them up. Each frame is consumed before it is delivered, so whatever a
-// callback does to the buffer leaves the offsets consistent.
-void KLumoIpcChannelPrivate::parse()
+void KLumoIpcChannelPrivate::setLastSequenceId(quint32 id)
 {
-    if (parsing)
-        return;
-    parsing = true;
-    QPointer<QObject> alive(q);
-    const quint64 gen = generation;
-    // A buffer holding exactly one header's worth of bytes is not parsed: a
-    // body-less frame waits for the next bytes to arrive.
-    while (!direct.active && buffer.size() > frame::HeaderSize) {
-        const quint32 avail = buffer.size();
-        if (avail < frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 1"));
-            break;
-        }
-        const frame::Header h = frame::readHeader(buffer.data());
-        if (!h.hasMagic()) {
-            violation(QStringLiteral("!!onRecvData 2") + QString::fromLatin1(h.magic, 4));
-            break;
-        }
-        if (h.total < frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 3"));
-            break;
-        }
-        if (h.total > avail) {
-            if (h.seqId != 0 && h.bodyLength() >= directThreshold)
-                startDirect(h);
-            break;
-        }
-        const quint32 len = h.bodyLength();
-        if (len > avail - frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 5"));
-            break;
-        }
-        const char *body = buffer.data() + frame::HeaderSize;
-        if (h.seqId != 0) {
-            VoidCallback cob;
-            TMemoryBuffer *target = nullptr;
-            if (const int missing = takeCall(h.seqId, &cob, &target)) {
-                violation(QStringLiteral("!!onRecvData %1").arg(missing));
-                break;
-            }
-            try {
-                fillReceiveBuffer(target, body, len);
-            } catch (const std::exception &e) {
-                logInfo(QStringLiteral("!!onRecvData 9: ") + QString::fromLocal8Bit(e.what()));
-            }
-            stats.bytesCopied += len;
-            buffer.consume(h.total);
-            ++frameCount;
-            invoke(cob);
-        } else {
-            std::shared_ptr<KLumoNotifyProcessor> processor = notifyProcessor.lock();
-            std::shared_ptr<TMemoryBuffer> message;
-            if (processor) {
-                message = std::make_shared<TMemoryBuffer>(len ? len : 1);
-                message->write(reinterpret_cast<const uint8_t *>(body), len);
-                limitToFrame(message.get(), len);
-                stats.bytesCopied += len;
-            }
-            buffer.consume(h.total);
-            ++frameCount;
-            if (processor) {
-                try {
-                    processor->onNotified(std::move(message));
-                } catch (const std::exception &e) {
-                    logInfo(QStringLiteral("!!onRecvData 9: ") + QString::fromLocal8Bit(e.what()));
-                }
-            }
-        }
-        if (!alive)
-            return; // the channel went away inside a callback
-        if (gen != generation)
-            break; // closed inside a callback: nothing buffered is ours any more
-    }
-    parsing = false;
+    std::lock_guard<std::mutex> guard(lock);
+    seqId = id;
+}
+
+quint32 KLumoIpcChannelPrivate::lastSequenceId() const
+{
+    std::lock_guard<std::mutex> guard(lock);
+    return seqId;
+}
+
+int KLumoIpcChannelPrivate::waitingRequests() const
+{
+    std::lock_guard<std::mutex> guard(lock);
+    return int(callbacks.size());
+}
+
+KLumoIpcChannelPrivate::Stats KLumoIpcChannelPrivate::stats() const
+{
+    Stats s;
+    s.bytesReceived = reader.bytesReceived();
+    s.bytesCopied = reader.bytesCopied() + bytesDelivered;
+    if (auto *qt = dynamic_cast<KxQtLocalSocket *>(socket.get()))
+        s.bytesCopied += qt->bytesReadThroughQt(); // Qt's own buffer is one more copy
+    return s;
 }
 
 // ---------------------------------------------------------------------------
@@ -482,69 +362,22 @@ void KLumoIpcChannel::onStateChanged(int state)
 
 char *KLumoIpcChannel::recvSpace(quint32 hint, quint32 *room)
 {
-    if (d->direct.active) {
-        const quint32 want = qMin(d->direct.remaining, qMax<quint32>(hint, 256 * 1024));
-        try {
-            char *p = reinterpret_cast<char *>(d->direct.target->getWritePtr(want));
-            *room = want;
-            return p;
-        } catch (const std::exception &) {
-            *room = 0;
-            log::warning(lcTransport(), QStringLiteral("KLumoIpcChannel::recvSpace out of memory"));
-            close();
-            return nullptr;
-        }
-    }
-    char *p = d->buffer.reserve(hint, room);
-    if (!p) {
-        log::warning(lcTransport(), QStringLiteral("KLumoIpcChannel::recvSpace out of memory"));
-        close();
-    }
-    return p;
+    return d->reader.recvSpace(hint, room);
 }
 
 void KLumoIpcChannel::onRecvCommitted(quint32 len)
 {
-    d->stats.bytesReceived += len;
-    d->stats.bytesCopied += len; // the read into our memory is a copy too
-    if (d->direct.active) {
-        d->direct.target->wroteBytes(len);
-        d->direct.remaining -= len;
-        if (d->direct.remaining > 0)
-            return;
-        QPointer<QObject> alive(this);
-        const quint64 gen = d->generation;
-        d->finishDirect();
-        if (!alive || gen != d->generation)
-            return;
-    } else {
-        d->buffer.commit(len);
-    }
-    d->parse();
+    d->reader.onRecvCommitted(len);
 }
 
 bool KLumoIpcChannel::expectsMore() const
 {
-    return d->direct.active || d->buffer.size() > 0;
+    return d->reader.expectsMore();
 }
 
 void KLumoIpcChannel::onRecvData(const char *data, unsigned int len)
 {
-    QPointer<QObject> alive(this);
-    while (len > 0) {
-        const quint64 gen = d->generation;
-        quint32 room = 0;
-        char *dst = recvSpace(len, &room);
-        if (!dst)
-            return;
-        const quint32 n = qMin<quint32>(room, len);
-        std::memcpy(dst, data, n);
-        onRecvCommitted(n);
-        if (!alive || gen != d->generation)
-            return; // closed: the rest of this chunk belongs to a dead stream
-        data += n;
-        len -= n;
-    }
+    d->reader.append(data, len);
 }
 
 bool KLumoIpcChannel::good() const
@@ -566,12 +399,7 @@ bool KLumoIpcChannel::timedOut() const
 
 void KLumoIpcChannel::sendMessage(const VoidCallback &cob, TMemoryBuffer *message)
 {
-    quint32 id;
-    {
-        std::lock_guard<std::mutex> guard(d->lock);
-        id = d->seqId;
-    }
-    d->send(cob, message, id);
+    d->send(cob, message, d->lastSequenceId());
 }
 
 void KLumoIpcChannel::recvMessage(const VoidCallback &, TMemoryBuffer *) { }
@@ -594,81 +422,6 @@ void KLumoIpcChannel::sendAndRecvMessage(const VoidCallback &cob, TMemoryBuffer 
         d->recvBuffers[id] = recvBuf;
     }
     d->send(cob, sendBuf, id);
-}
-
-void KLumoIpcChannel::setPeerCheck(PeerCheck check)
-{
-    d->peerCheck = std::move(check);
-}
-
-bool KLumoIpcChannel::samePeerUid(qintptr fd, QString *reason)
-{
-    if (fd < 0) {
-        *reason = QStringLiteral("no descriptor to check");
-        return false;
-    }
-    struct ucred cred = {};
-    socklen_t len = sizeof cred;
-    if (::getsockopt(int(fd), SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0) {
-        *reason =
-            QStringLiteral("SO_PEERCRED failed: %1").arg(QString::fromLocal8Bit(strerror(errno)));
-        return false;
-    }
-    if (cred.uid != ::geteuid()) {
-        *reason = QStringLiteral("server pid %1 runs as uid %2, not %3")
-                      .arg(cred.pid)
-                      .arg(cred.uid)
-                      .arg(::geteuid());
-        return false;
-    }
-    return true;
-}
-
-void KLumoIpcChannel::setLastSequenceId(quint32 seqId)
-{
-    std::lock_guard<std::mutex> guard(d->lock);
-    d->seqId = seqId;
-}
-
-quint32 KLumoIpcChannel::lastSequenceId() const
-{
-    std::lock_guard<std::mutex> guard(d->lock);
-    return d->seqId;
-}
-
-int KLumoIpcChannel::waitingRequests() const
-{
-    std::lock_guard<std::mutex> guard(d->lock);
-    return int(d->callbacks.size());
-}
-
-quint32 KLumoIpcChannel::frameCount() const
-{
-    return d->frameCount;
-}
-
-quint32 KLumoIpcChannel::receiveCapacity() const
-{
-    return d->buffer.capacity();
-}
-
-KLumoIpcChannel::Stats KLumoIpcChannel::stats() const
-{
-    Stats s = d->stats;
-    s.bytesCopied += d->buffer.bytesMoved();
-    if (auto *qt = dynamic_cast<KxQtLocalSocket *>(d->socket.get()))
-        s.bytesCopied += qt->bytesReadThroughQt(); // Qt's own buffer is one more copy
-    return s;
-}
-
-void KLumoIpcChannel::setPieceObserver(std::function<void(quint32)> observer)
-{
-    d->writer.setPieceObserver(std::move(observer));
-}
-
-void KLumoIpcChannel::setDirectThreshold(quint32 bytes)
-{
-    d->directThreshold = bytes;
 }
 
 } // namespace ofx::lumo

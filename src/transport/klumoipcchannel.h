@@ -8,7 +8,6 @@
 
 #include <thrift/async/TAsyncChannel.h>
 
-#include <functional>
 #include <memory>
 
 namespace ofx::lumo {
@@ -29,6 +28,9 @@ inline constexpr char ZeroText[] = "0";
  * Carries Thrift messages to and from the service process, one per frame, on
  * a local socket; matches replies to requests by the frame's sequence id and
  * hands sequence id 0 frames to the notification processor (held weakly).
+ * Incoming bytes become frames in a KLumoFrameReader; outgoing frames leave
+ * through a KLumoFrameWriter. Tests and benchmarks reach the internals through
+ * KLumoIpcChannelPrivate (klumoipcchannel_p.h).
  *
  * Threads: created on, and owned by, the host thread; the socket, the receive
  * side, connectToServer() and close() belong to that thread, and every
@@ -77,29 +79,6 @@ public:
     char *recvSpace(quint32 hint, quint32 *room) override;
     void onRecvCommitted(quint32 len) override;
     bool expectsMore() const override;
-
-    // Decides whether the server at the other end of a fresh connection may be
-    // talked to; @p fd is the connected descriptor (-1 if unknown). The default
-    // accepts only a peer running under our own uid (SO_PEERCRED).
-    using PeerCheck = std::function<bool(qintptr fd, QString *reason)>;
-    void setPeerCheck(PeerCheck check);
-    static bool samePeerUid(qintptr fd, QString *reason);
-
-    // Test and measurement hooks.
-    void setLastSequenceId(quint32 seqId); // the next request gets seqId + 1 (or 1)
-    quint32 lastSequenceId() const;
-    int waitingRequests() const; // registered callbacks; any thread
-    quint32 frameCount() const; // owner thread
-    quint32 receiveCapacity() const; // owner thread
-    struct Stats
-    {
-        quint64 bytesReceived = 0; // bytes handed to the channel by the socket
-        quint64 bytesCopied = 0; // bytes copied or moved by the channel afterwards
-    };
-    Stats stats() const; // owner thread
-    void setPieceObserver(std::function<void(quint32)> observer);
-    // Bodies at least this long stream straight into the receive buffer.
-    void setDirectThreshold(quint32 bytes);
 
 private:
     friend class KLumoIpcChannelPrivate;

@@ -6,7 +6,7 @@
 #include "dispatch/klumoipchandler.h"
 #include "dispatch/klumoipchandlerprivate.h"
 #include "support/klumometatypes.h"
-#include "transport/klumoipcchannel.h"
+#include "transport/klumoipcchannel_p.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -416,7 +416,7 @@ private Q_SLOTS:
         rig.handler.reset();
         const FramedPeer::Frame frame = rig.peer.takeFrames().first();
         rig.peer.sendFrame(frame.seqId, answerAny(frame));
-        QTRY_COMPARE(rig.channel->waitingRequests(), 0);
+        QTRY_COMPARE(ofx::lumo::KLumoIpcChannelPrivate::get(rig.channel.get())->waitingRequests(), 0);
         QTest::qWait(20);
         QVERIFY(rig.receiver.deliveries.isEmpty());
     }

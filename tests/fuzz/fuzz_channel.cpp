@@ -6,8 +6,8 @@
 // Input: byte 0 picks the chunk size, byte 1 the streaming threshold, the rest
 // is the stream from the peer.
 #include "KLumoServices.h"
-#include "notify/klumonotifyprocessor.h"
-#include "transport/klumoipcchannel.h"
+#include "transport/klumoipcchannel_p.h"
+#include "transport/klumonotifyprocessor.h"
 
 #include <QCoreApplication>
 #include <QLocalServer>
@@ -94,8 +94,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (size < 2)
         return 0;
     world.connect();
-    world.channel->setLastSequenceId(0);
-    world.channel->setDirectThreshold(uint32_t(data[1]) * 16);
+    KLumoIpcChannelPrivate *const d = KLumoIpcChannelPrivate::get(world.channel.get());
+    d->setLastSequenceId(0);
+    d->reader.setDirectThreshold(uint32_t(data[1]) * 16);
     for (int i = 0; i < 3; ++i) {
         world.client->getLoginInfo([](KLumoServicesCobClient *c) {
             std::map<std::string, std::string> out;

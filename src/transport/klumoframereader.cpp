@@ -1,0 +1,175 @@
+#include "transport/klumoframereader.h"
+
+#include "support/lumolog.h"
+
+#include <thrift/transport/TBufferTransports.h>
+
+#include <cstring>
+
+namespace ofx::lumo {
+
+using apache::thrift::transport::TMemoryBuffer;
+
+KLumoFrameReader::KLumoFrameReader(Sink *sink, QObject *lifetime)
+    : m_pSink(sink)
+    , m_pLifetime(lifetime)
+{ }
+
+void KLumoFrameReader::reset()
+{
+    ++m_nGeneration;
+    m_buffer.clear();
+    m_direct = Direct();
+}
+
+void KLumoFrameReader::violation(const QString &text)
+{
+    log::info(lcTransport(), text);
+    m_pSink->closeConnection();
+}
+
+char *KLumoFrameReader::recvSpace(quint32 hint, quint32 *room)
+{
+    char *p = nullptr;
+    if (m_direct.active) {
+        const quint32 want = qMin(m_direct.remaining, qMax<quint32>(hint, 256 * 1024));
+        try {
+            p = reinterpret_cast<char *>(m_direct.target->getWritePtr(want));
+            *room = want;
+        } catch (const std::exception &) {
+            *room = 0;
+        }
+    } else {
+        p = m_buffer.reserve(hint, room);
+    }
+    if (!p) {
+        log::warning(lcTransport(), QStringLiteral("KLumoIpcChannel::recvSpace out of memory"));
+        m_pSink->closeConnection();
+    }
+    return p;
+}
+
+void KLumoFrameReader::onRecvCommitted(quint32 len)
+{
+    m_nReceived += len;
+    m_nCopied += len; // the read into our memory is a copy too
+    if (m_direct.active) {
+        m_direct.target->wroteBytes(len);
+        m_direct.remaining -= len;
+        if (m_direct.remaining > 0)
+            return;
+        QPointer<QObject> alive(m_pLifetime);
+        const quint64 gen = m_nGeneration;
+        finishDirect();
+        if (!alive || gen != m_nGeneration)
+            return;
+    } else {
+        m_buffer.commit(len);
+    }
+    parse();
+}
+
+void KLumoFrameReader::append(const char *data, quint32 len)
+{
+    QPointer<QObject> alive(m_pLifetime);
+    while (len > 0) {
+        const quint64 gen = m_nGeneration;
+        quint32 room = 0;
+        char *dst = recvSpace(len, &room);
+        if (!dst)
+            return;
+        const quint32 n = qMin<quint32>(room, len);
+        std::memcpy(dst, data, n);
+        onRecvCommitted(n);
+        if (!alive || gen != m_nGeneration)
+            return; // closed: the rest of this chunk belongs to a dead stream
+        data += n;
+        len -= n;
+    }
+}
+
+void KLumoFrameReader::startDirect(const frame::Header &h)
+{
+    TMemoryBuffer *target = m_pSink->streamTarget(h.seqId);
+    if (!target)
+        return; // left to the complete-frame checks
+    const quint32 have = m_buffer.size() - frame::HeaderSize;
+    try {
+        uint8_t *dst = target->getWritePtr(have);
+        std::memcpy(dst, m_buffer.data() + frame::HeaderSize, have);
+        target->wroteBytes(have);
+    } catch (const std::exception &) {
+        return; // a buffer over foreign memory: stage the frame instead
+    }
+    m_nCopied += have;
+    m_buffer.clear();
+    m_direct.active = true;
+    m_direct.seqId = h.seqId;
+    m_direct.target = target;
+    m_direct.remaining = h.bodyLength() - have;
+    m_direct.length = h.bodyLength();
+}
+
+void KLumoFrameReader::finishDirect()
+{
+    const quint32 id = m_direct.seqId;
+    const quint32 length = m_direct.length;
+    m_direct = Direct();
+    if (const int broken = m_pSink->onFrame(id, nullptr, length))
+        violation(QStringLiteral("!!onRecvData %1").arg(broken));
+}
+
+// Takes every complete frame from the staging buffer. Re-entrant calls (a
+// callback that spins an event loop) only append bytes; the outer loop picks
+// them up. Each frame is consumed before it is delivered, so whatever a
+// callback does to the buffer leaves the offsets consistent.
+void KLumoFrameReader::parse()
+{
+    if (m_bParsing)
+        return;
+    m_bParsing = true;
+    QPointer<QObject> alive(m_pLifetime);
+    const quint64 gen = m_nGeneration;
+    // A buffer holding exactly one header's worth of bytes is not parsed: a
+    // body-less frame waits for the next bytes to arrive.
+    while (!m_direct.active && m_buffer.size() > frame::HeaderSize) {
+        const quint32 avail = m_buffer.size();
+        if (avail < frame::HeaderSize) {
+            violation(QStringLiteral("!!onRecvData 1"));
+            break;
+        }
+        const frame::Header h = frame::readHeader(m_buffer.data());
+        if (!h.hasMagic()) {
+            violation(QStringLiteral("!!onRecvData 2") + QString::fromLatin1(h.magic, 4));
+            break;
+        }
+        if (h.total < frame::HeaderSize) {
+            violation(QStringLiteral("!!onRecvData 3"));
+            break;
+        }
+        if (h.total > avail) {
+            if (h.seqId != 0 && h.bodyLength() >= m_nDirectThreshold)
+                startDirect(h);
+            break;
+        }
+        const quint32 len = h.bodyLength();
+        if (len > avail - frame::HeaderSize) {
+            violation(QStringLiteral("!!onRecvData 5"));
+            break;
+        }
+        // Consuming leaves the bytes in place until the next read.
+        const char *body = m_buffer.data() + frame::HeaderSize;
+        m_buffer.consume(h.total);
+        if (const int broken = m_pSink->onFrame(h.seqId, body, len)) {
+            violation(QStringLiteral("!!onRecvData %1").arg(broken));
+            break;
+        }
+        if (!alive)
+            return; // the channel went away inside a callback
+        if (gen != m_nGeneration)
+            break; // closed inside a callback: nothing buffered is ours any more
+    }
+    m_bParsing = false;
+}
+
+} // namespace ofx::lumo

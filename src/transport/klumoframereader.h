@@ -1,0 +1,100 @@
+#pragma once
+
+#include "transport/klumoframe.h"
+#include "transport/klumorecvbuffer.h"
+
+#include <QPointer>
+#include <QString>
+
+namespace apache::thrift::transport {
+class TMemoryBuffer;
+}
+
+namespace ofx::lumo {
+
+/**
+ * The receive side of a channel: reassembles frames (the 20-byte header, then
+ * the body) from whatever pieces the socket reads, streams the body of a large
+ * reply straight into the receive buffer of the call waiting for it, and
+ * enforces the rules of the stream. A violation is logged as "!!onRecvData <n>"
+ * and ends the connection through the sink; nothing is repaired in place.
+ *
+ * Owned by the channel and used on its owner thread only. Any call into the
+ * sink may reset() the reader (the connection was closed) or destroy the
+ * lifetime owner given to the constructor, and with it the reader: the reader
+ * notices both and then stops touching the old stream.
+ */
+class KLumoFrameReader
+{
+public:
+    // Where frames go; implemented by the channel.
+    class Sink
+    {
+    public:
+        // The receive buffer of the call waiting for @p seqId, emptied so that
+        // a large reply can be written into it as it arrives; null when no
+        // such call waits.
+        virtual apache::thrift::transport::TMemoryBuffer *streamTarget(quint32 seqId) = 0;
+        // One complete frame. @p body stays valid until the sink runs a
+        // callback; it is null for a reply that was streamed into its
+        // streamTarget(). Returns 0, or the number of the violation the frame
+        // commits (an unknown sequence id).
+        virtual int onFrame(quint32 seqId, const char *body, quint32 length) = 0;
+        // The stream cannot be read any further: drop the connection.
+        virtual void closeConnection() = 0;
+
+    protected:
+        ~Sink() = default;
+    };
+
+    static constexpr quint32 DefaultDirectThreshold = 64 * 1024;
+
+    // @p lifetime owns the reader (directly or not).
+    KLumoFrameReader(Sink *sink, QObject *lifetime);
+
+    // IKxLocalSocketRecvBuffer of the channel: the socket reads straight into
+    // the staging buffer, or into the receive buffer of a streamed reply.
+    char *recvSpace(quint32 hint, quint32 *room);
+    void onRecvCommitted(quint32 len);
+    bool expectsMore() const { return m_direct.active || m_buffer.size() > 0; }
+    // A chunk the socket read into memory of its own.
+    void append(const char *data, quint32 len);
+    // Forgets the stream: the bytes staged and any reply being streamed.
+    void reset();
+
+    // Bodies of replies at least this long stream straight into the call's
+    // receive buffer instead of being staged whole first.
+    void setDirectThreshold(quint32 bytes) { m_nDirectThreshold = bytes; }
+
+    // Measurements.
+    quint32 capacity() const { return m_buffer.capacity(); }
+    quint64 bytesReceived() const { return m_nReceived; }
+    // Reads into memory, plus the copies and moves made after them.
+    quint64 bytesCopied() const { return m_nCopied + m_buffer.bytesMoved(); }
+
+private:
+    void parse();
+    void violation(const QString &text);
+    void startDirect(const frame::Header &h);
+    void finishDirect();
+
+    Sink *const m_pSink;
+    QObject *const m_pLifetime;
+    KLumoRecvBuffer m_buffer;
+    quint64 m_nGeneration = 0; // bumped by every reset, so a loop notices one made under it
+    bool m_bParsing = false;
+    quint32 m_nDirectThreshold = DefaultDirectThreshold;
+    quint64 m_nReceived = 0;
+    quint64 m_nCopied = 0;
+    // A large reply being read straight into its receive buffer.
+    struct Direct
+    {
+        bool active = false;
+        quint32 seqId = 0;
+        apache::thrift::transport::TMemoryBuffer *target = nullptr;
+        quint32 remaining = 0;
+        quint32 length = 0;
+    } m_direct;
+};
+
+} // namespace ofx::lumo
