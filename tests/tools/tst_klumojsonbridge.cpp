@@ -1,5 +1,6 @@
-#include "klumojsonbridge.h"
+#include "klumojsoncodec.h"
 #include "klumojsonmessage.h"
+#include "klumojsonsample.h"
 #include "lumotestenv.h"
 #include <sys/stat.h> // lumotestenv.h uses chmod
 
@@ -29,8 +30,8 @@ KLumoJsonValue parseOrFail(const char *text)
 
 int recordType(int record)
 {
-    const int type = KLumoJsonBridge::recordType(record);
-    return KLumoJsonBridge::recordOfType(type) == record ? type : -1;
+    const int type = KLumoJsonSchemaIndex::recordType(record);
+    return KLumoJsonSchemaIndex::recordOfType(type) == record ? type : -1;
 }
 
 } // namespace
@@ -117,16 +118,16 @@ void TestKLumoJsonBridge::everyRecordRoundTrips()
 {
     QCOMPARE(jsonschema::recordCount, 620);
     for (int r = 0; r < jsonschema::recordCount; ++r) {
-        const jsonschema::RecordOps *ops = KLumoJsonBridge::recordOps(r);
+        const jsonschema::RecordOps *ops = KLumoJsonSchemaIndex::recordOps(r);
         QVERIFY(ops);
         QCOMPARE(ops->record, r);
         const int type = recordType(r);
         QVERIFY2(type >= 0, jsonschema::records[r].name);
-        const KLumoJsonValue sample = KLumoJsonBridge::sampleValue(type, r + 1);
+        const KLumoJsonValue sample = KLumoJsonSample::value(type, r + 1);
 
         void *typed = ops->create();
-        KLumoJsonBridge::fromJson(*ops, typed, sample);
-        const KLumoJsonValue back = KLumoJsonBridge::toJson(*ops, typed);
+        KLumoJsonCodec::fromJson(*ops, typed, sample);
+        const KLumoJsonValue back = KLumoJsonCodec::toJson(*ops, typed);
 
         auto buf = std::make_shared<TMemoryBuffer>();
         TCompactProtocol proto(buf);
@@ -137,8 +138,8 @@ void TestKLumoJsonBridge::everyRecordRoundTrips()
         QVERIFY2(back == sample,
                  (std::string(jsonschema::records[r].name) + ": " + back.serialize()).c_str());
         // The bridge writes exactly the bytes the generated code writes.
-        QCOMPARE(KLumoJsonBridge::encodeRecord(r, sample), typedBytes);
-        QVERIFY(KLumoJsonBridge::decodeRecord(r, typedBytes) == sample);
+        QCOMPARE(KLumoJsonCodec::encodeRecord(r, sample), typedBytes);
+        QVERIFY(KLumoJsonCodec::decodeRecord(r, typedBytes) == sample);
     }
 }
 
@@ -147,7 +148,7 @@ void TestKLumoJsonBridge::typedRecordFromJson()
     const KLumoJsonValue json =
         parseOrFail(R"({"userId":"u1","fileId":"f\u00e9","removeCompletely":true,
                                                "extraParam":{"k":"v"}})");
-    const RemoveArg arg = KLumoJsonBridge::fromJson<RemoveArg>(json);
+    const RemoveArg arg = KLumoJsonCodec::fromJson<RemoveArg>(json);
     QCOMPARE(QString::fromStdString(arg.userId), QStringLiteral("u1"));
     QCOMPARE(QString::fromStdString(arg.fileId), QStringLiteral("f\u00e9"));
     QVERIFY(arg.removeCompletely);
@@ -157,23 +158,23 @@ void TestKLumoJsonBridge::typedRecordFromJson()
     CloudItem item;
     item.size = (int64_t(1) << 53) + 1;
     item.name = "n";
-    const KLumoJsonValue printed = KLumoJsonBridge::toJson(item);
+    const KLumoJsonValue printed = KLumoJsonCodec::toJson(item);
     QCOMPARE(printed.find("size")->toInteger(), (int64_t(1) << 53) + 1);
     QVERIFY(QByteArray::fromStdString(printed.serialize()).contains("\"size\":9007199254740993"));
 }
 
 void TestKLumoJsonBridge::absentFieldsTakeDefaults()
 {
-    const int record = KLumoJsonBridge::recordIndex("NotifyFileActionArg");
+    const int record = KLumoJsonSchemaIndex::recordIndex("NotifyFileActionArg");
     QVERIFY(record >= 0);
-    const KLumoJsonValue v = KLumoJsonBridge::decodeRecord(
-        record, KLumoJsonBridge::encodeRecord(record, parseOrFail("{}")));
+    const KLumoJsonValue v = KLumoJsonCodec::decodeRecord(
+        record, KLumoJsonCodec::encodeRecord(record, parseOrFail("{}")));
     QCOMPARE(v.find("action")->toInteger(), int64_t(0));
     QCOMPARE(v.find("fileId")->toString(), std::string());
     QVERIFY(v.find("linkEntries")->isArray());
     // An optional field stays absent unless given.
     QVERIFY(!v.find("entries"));
-    QCOMPARE(KLumoJsonBridge::defaultValue(recordType(record)), v);
+    QCOMPARE(KLumoJsonCodec::defaultValue(recordType(record)), v);
 }
 
 void TestKLumoJsonBridge::schemaErrorsNameTheField_data()
@@ -205,7 +206,8 @@ void TestKLumoJsonBridge::schemaErrorsNameTheField()
     QFETCH(QString, method);
     QFETCH(QByteArray, args);
     QFETCH(QString, message);
-    const jsonschema::Method *m = KLumoJsonBridge::method("KLumoServices", method.toStdString());
+    const jsonschema::Method *m =
+        KLumoJsonSchemaIndex::method("KLumoServices", method.toStdString());
     QVERIFY(m);
     try {
         KLumoJsonMessage::encodeCall(*m, parseOrFail(args.constData()));
@@ -215,9 +217,9 @@ void TestKLumoJsonBridge::schemaErrorsNameTheField()
     }
 
     // Integers that do not fit their field are refused rather than truncated.
-    const int record = KLumoJsonBridge::recordIndex("CreateFolderResult");
+    const int record = KLumoJsonSchemaIndex::recordIndex("CreateFolderResult");
     try {
-        KLumoJsonBridge::encodeRecord(record, parseOrFail(R"({"state":2147483648})"), "result");
+        KLumoJsonCodec::encodeRecord(record, parseOrFail(R"({"state":2147483648})"), "result");
         QFAIL("no error raised");
     } catch (const KLumoJsonError &e) {
         QCOMPARE(QString::fromStdString(e.path()), QStringLiteral("result.state"));
@@ -238,7 +240,7 @@ void TestKLumoJsonBridge::callsMatchTheGeneratedClient()
     client.send_createFolder(arg);
     const std::string bytes = out->getBufferAsString();
 
-    const jsonschema::Method *m = KLumoJsonBridge::method("KLumoServices", "createFolder");
+    const jsonschema::Method *m = KLumoJsonSchemaIndex::method("KLumoServices", "createFolder");
     const KLumoJsonValue args =
         parseOrFail(R"({"arg":{"userId":"u","folderName":"New folder","bSilent":true}})");
     QCOMPARE(KLumoJsonMessage::encodeCall(*m, args), bytes);
@@ -252,7 +254,7 @@ void TestKLumoJsonBridge::callsMatchTheGeneratedClient()
         KLumoJsonMessage::decodeCall("KLumoNotifyServices", bytes);
     QVERIFY(!unknown.method);
 
-    const jsonschema::Method *oneway = KLumoJsonBridge::method("KLumoServices", "showBubble");
+    const jsonschema::Method *oneway = KLumoJsonSchemaIndex::method("KLumoServices", "showBubble");
     QVERIFY(oneway->oneway);
     QCOMPARE(
         KLumoJsonMessage::decodeCall("KLumoServices", KLumoJsonMessage::encodeCall(*oneway, {}))
@@ -267,7 +269,7 @@ void TestKLumoJsonBridge::repliesReadByTheGeneratedClient()
     KLumoServicesClient client(proto);
 
     const jsonschema::Method *createFolder =
-        KLumoJsonBridge::method("KLumoServices", "createFolder");
+        KLumoJsonSchemaIndex::method("KLumoServices", "createFolder");
     const std::string reply = KLumoJsonMessage::encodeReply(
         *createFolder, parseOrFail(R"({"state":7,"folderId":"F","ctime":9007199254740993})"), 5);
     in->resetBuffer(reinterpret_cast<uint8_t *>(const_cast<char *>(reply.data())),
@@ -295,7 +297,8 @@ void TestKLumoJsonBridge::repliesReadByTheGeneratedClient()
     QVERIFY(KLumoJsonMessage::decodeReply(*createFolder, failure).exception);
 
     // A void method replies with an empty result record, which the client accepts.
-    const jsonschema::Method *clear = KLumoJsonBridge::method("KLumoServices", "clearUserCache");
+    const jsonschema::Method *clear =
+        KLumoJsonSchemaIndex::method("KLumoServices", "clearUserCache");
     const std::string empty = KLumoJsonMessage::encodeReply(*clear, {});
     in->resetBuffer(reinterpret_cast<uint8_t *>(const_cast<char *>(empty.data())),
                     uint32_t(empty.size()));
@@ -320,8 +323,8 @@ void TestKLumoJsonBridge::unknownWireFieldsAreSkipped()
     proto.writeFieldEnd();
     proto.writeFieldStop();
     proto.writeStructEnd();
-    const KLumoJsonValue v = KLumoJsonBridge::decodeRecord(
-        KLumoJsonBridge::recordIndex("CloudItemId"), buf->getBufferAsString());
+    const KLumoJsonValue v = KLumoJsonCodec::decodeRecord(
+        KLumoJsonSchemaIndex::recordIndex("CloudItemId"), buf->getBufferAsString());
     QCOMPARE(QByteArray::fromStdString(v.serialize()),
              QByteArray(R"({"groupId":"","id":"abc","extraParam":{}})"));
 }

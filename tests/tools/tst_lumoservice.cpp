@@ -1,7 +1,7 @@
 #include <sys/stat.h> // lumotestenv.h uses chmod
 
 #include "emulatorprocess.h"
-#include "klumojsonbridge.h"
+#include "klumojsoncodec.h"
 #include "klumojsonmessage.h"
 #include "lumotestenv.h"
 #include "thriftcodec.h"

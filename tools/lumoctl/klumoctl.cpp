@@ -2,6 +2,7 @@
 
 #include "klumoctlargument.h"
 #include "klumoctlmonitor.h"
+#include "klumojsonsample.h"
 #include "lumoctl_dispatch.h"
 
 #include "ipc/lumoipc.h"
@@ -129,7 +130,7 @@ KLumoJsonValue describeFields(int first, int count)
     for (int i = first; i < first + count; ++i) {
         const jsonschema::Field &f = jsonschema::fields[i];
         std::string line = std::to_string(f.id) + ": " + (f.optional ? "optional " : "")
-            + KLumoJsonBridge::typeName(f.type) + " " + f.name;
+            + KLumoJsonSchemaIndex::typeName(f.type) + " " + f.name;
         list.append(line);
     }
     return list;
@@ -337,8 +338,8 @@ int KLumoCtl::call(const QStringList &argsIn)
             QStringLiteral("ARG_JSON is not JSON: %1").arg(QString::fromStdString(parseError)));
     if (json.isNull()) {
         // No argument: the type's default.
-        const jsonschema::Method *m = KLumoJsonBridge::method("KLumoServices", method->method);
-        json = KLumoJsonBridge::defaultValue(jsonschema::fields[m->firstArg].type);
+        const jsonschema::Method *m = KLumoJsonSchemaIndex::method("KLumoServices", method->method);
+        json = KLumoJsonCodec::defaultValue(jsonschema::fields[m->firstArg].type);
     }
     std::unique_ptr<KLumoCtlArgument> arg;
     try {
@@ -493,20 +494,20 @@ int KLumoCtl::describe(const QStringList &argsIn)
     const std::string name = args.at(0).toStdString();
     const jsonschema::Method *m = nullptr;
     if (const KLumoCtlMethod *d = findMethod(args.at(0)))
-        m = KLumoJsonBridge::method("KLumoServices", d->method);
+        m = KLumoJsonSchemaIndex::method("KLumoServices", d->method);
     if (!m)
-        m = KLumoJsonBridge::method("KLumoServices", name);
+        m = KLumoJsonSchemaIndex::method("KLumoServices", name);
     if (!m)
-        m = KLumoJsonBridge::method("KLumoNotifyServices", name);
-    const int record = KLumoJsonBridge::recordIndex(name);
+        m = KLumoJsonSchemaIndex::method("KLumoNotifyServices", name);
+    const int record = KLumoJsonSchemaIndex::recordIndex(name);
     if (!m && record < 0) {
         fail(QStringLiteral("\"%1\" is neither a method nor a record").arg(args.at(0)));
         return 1;
     }
     if (example) {
         const int type = m ? (m->argCount ? jsonschema::fields[m->firstArg].type : -1)
-                           : KLumoJsonBridge::recordType(record);
-        print(type >= 0 ? KLumoJsonBridge::sampleValue(type) : KLumoJsonValue(), true);
+                           : KLumoJsonSchemaIndex::recordType(record);
+        print(type >= 0 ? KLumoJsonSample::value(type) : KLumoJsonValue(), true);
         return 0;
     }
     if (!m) {
@@ -518,17 +519,17 @@ int KLumoCtl::describe(const QStringList &argsIn)
     for (int i = 0; i < m->argCount; ++i) {
         const jsonschema::Field &f = jsonschema::fields[m->firstArg + i];
         signature += (i ? ", " : "") + std::to_string(f.id) + ": "
-            + KLumoJsonBridge::typeName(f.type) + " " + f.name;
+            + KLumoJsonSchemaIndex::typeName(f.type) + " " + f.name;
     }
     signature +=
-        std::string(") -> ") + (m->oneway ? "oneway" : KLumoJsonBridge::typeName(m->result));
+        std::string(") -> ") + (m->oneway ? "oneway" : KLumoJsonSchemaIndex::typeName(m->result));
     std::printf("%s\n", signature.c_str());
     for (int i = 0; i < m->argCount; ++i) {
-        const int r = KLumoJsonBridge::recordOfType(jsonschema::fields[m->firstArg + i].type);
+        const int r = KLumoJsonSchemaIndex::recordOfType(jsonschema::fields[m->firstArg + i].type);
         if (r >= 0)
             printRecord(r);
     }
-    const int r = m->oneway ? -1 : KLumoJsonBridge::recordOfType(m->result);
+    const int r = m->oneway ? -1 : KLumoJsonSchemaIndex::recordOfType(m->result);
     if (r >= 0)
         printRecord(r);
     return 0;
