@@ -87,6 +87,13 @@ KLumoJsonValue fieldDefault(const Field &f)
                          : KLumoJsonCodec::defaultValue(f.type);
 }
 
+template<class T> KLumoJsonValue readScalar(pt::TProtocol *in, uint32_t (pt::TProtocol::*read)(T &))
+{
+    T value {};
+    (in->*read)(value);
+    return KLumoJsonValue(value);
+}
+
 std::string fieldPath(const std::string &path, const std::string &name)
 {
     return path.empty() ? name : path + "." + name;
@@ -249,36 +256,18 @@ KLumoJsonValue KLumoJsonCodec::readValue(TProtocol *in, int type)
     switch (t.kind) {
     case Kind::Void:
         return KLumoJsonValue();
-    case Kind::Bool: {
-        bool b = false;
-        in->readBool(b);
-        return KLumoJsonValue(b);
-    }
-    case Kind::Byte: {
-        int8_t n = 0;
-        in->readByte(n);
-        return KLumoJsonValue(int64_t(n));
-    }
-    case Kind::I16: {
-        int16_t n = 0;
-        in->readI16(n);
-        return KLumoJsonValue(int64_t(n));
-    }
-    case Kind::I32: {
-        int32_t n = 0;
-        in->readI32(n);
-        return KLumoJsonValue(int64_t(n));
-    }
-    case Kind::I64: {
-        int64_t n = 0;
-        in->readI64(n);
-        return KLumoJsonValue(n);
-    }
-    case Kind::Double: {
-        double d = 0;
-        in->readDouble(d);
-        return KLumoJsonValue(d);
-    }
+    case Kind::Bool:
+        return readScalar<bool>(in, &TProtocol::readBool);
+    case Kind::Byte:
+        return readScalar<int8_t>(in, &TProtocol::readByte);
+    case Kind::I16:
+        return readScalar<int16_t>(in, &TProtocol::readI16);
+    case Kind::I32:
+        return readScalar<int32_t>(in, &TProtocol::readI32);
+    case Kind::I64:
+        return readScalar<int64_t>(in, &TProtocol::readI64);
+    case Kind::Double:
+        return readScalar<double>(in, &TProtocol::readDouble);
     case Kind::String:
     case Kind::Binary: {
         std::string s;
