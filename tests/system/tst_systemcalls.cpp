@@ -1,7 +1,8 @@
 #include <sys/stat.h> // lumotestenv.h uses chmod
 
 #include "emulatorprocess.h"
-#include "klumojsonbridge.h"
+#include "klumojsonsample.h"
+#include "klumojsonschemaindex.h"
 #include "lumotestenv.h"
 
 #include <QFile>
@@ -125,13 +126,12 @@ void TestSystemCalls::everyDispatchedMethodThroughLumoctl()
     int seed = 1;
     for (const KLumoJsonValue &row : rows.elements()) {
         const std::string serviceMethod = row.find("method")->toString();
-        const jsonschema::Method *m = KLumoJsonBridge::method("KLumoServices", serviceMethod);
+        const jsonschema::Method *m = KLumoJsonSchemaIndex::method("KLumoServices", serviceMethod);
         QVERIFY2(m, serviceMethod.c_str());
-        Case c {row.find("name")->toString(), m,
-                KLumoJsonBridge::sampleValue(argumentType(m), seed),
+        Case c {row.find("name")->toString(), m, KLumoJsonSample::value(argumentType(m), seed),
                 jsonschema::types[m->result].kind == jsonschema::Kind::Void
                     ? KLumoJsonValue()
-                    : KLumoJsonBridge::sampleValue(m->result, seed + 5000)};
+                    : KLumoJsonSample::value(m->result, seed + 5000)};
         ++seed;
         if (!c.expected.isNull() && !methods.find(serviceMethod)) {
             KLumoJsonValue b = KLumoJsonValue::object();
@@ -238,13 +238,13 @@ void TestSystemCalls::everyNotificationThroughMonitor()
     monitor.start(QStringLiteral(LUMOCTL_BIN), {"monitor", "--timeout", "60"});
     QTRY_VERIFY_WITH_TIMEOUT(output.contains("SocketConnected"), 10000);
 
-    const jsonschema::Service *svc = KLumoJsonBridge::service("KLumoNotifyServices");
+    const jsonschema::Service *svc = KLumoJsonSchemaIndex::service("KLumoNotifyServices");
     QCOMPARE(svc->methodCount, 45);
     std::vector<KLumoJsonValue> samples;
     for (int i = 0; i < svc->methodCount; ++i) {
         const jsonschema::Method &m = jsonschema::methods[svc->firstMethod + i];
         QCOMPARE(QString::fromLatin1(m.name), table.at(i).method);
-        samples.push_back(KLumoJsonBridge::sampleValue(argumentType(&m), 100 + i));
+        samples.push_back(KLumoJsonSample::value(argumentType(&m), 100 + i));
         KLumoJsonValue push = KLumoJsonValue::object();
         push.insert("cmd", "push");
         push.insert("name", m.name);

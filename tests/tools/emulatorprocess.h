@@ -4,10 +4,9 @@
 
 #include "transport/kxlocalservernames.h"
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QLocalSocket>
 #include <QProcess>
-#include <QTest>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -33,42 +32,36 @@ public:
         : m_program(program)
     {
         m_process.setProcessChannelMode(QProcess::ForwardedOutputChannel);
+        m_process.setReadChannel(QProcess::StandardError);
     }
     ~EmulatorProcess()
     {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.terminate();
-            if (!m_process.waitForFinished(3000))
-                m_process.kill();
-            m_process.waitForFinished(1000);
-        }
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        m_process.terminate();
+        if (!m_process.waitForFinished(3000))
+            m_process.kill();
+        m_process.waitForFinished(1000);
     }
 
-    // Starts and waits until the control interface answers.
+    // Starts and waits until the emulator says it serves, which it does once
+    // its control interface listens too.
     bool start(const QStringList &args = {}, int timeoutMs = 5000)
     {
         m_process.start(m_program, args);
-        if (!m_process.waitForStarted(timeoutMs))
-            return false;
-        QElapsedTimer t;
-        t.start();
-        while (t.elapsed() < timeoutMs) {
-            if (m_process.state() == QProcess::NotRunning)
-                return false;
-            if (ctl(R"({"cmd":"status"})", 200).find("ok"))
-                return true;
-            QTest::qWait(20);
-        }
-        return false;
+        const QDeadlineTimer deadline(timeoutMs);
+        QByteArray said;
+        while (!said.contains("lumo-service: serving")
+               && m_process.waitForReadyRead(int(deadline.remainingTime())))
+            said += m_process.readAllStandardError();
+        return said.contains("lumo-service: serving");
     }
 
     // Sends one control command; returns the answer, or null when none came.
-    // One connection serves every command while the emulator lives, so a
-    // stream of commands does not pay for a connection each.
+    // One connection serves every command while the emulator lives; a closed
+    // one (an emulator restarted under the same object) is opened again once.
     ofx::lumo::KLumoJsonValue ctl(const QByteArray &command, int timeoutMs = 3000)
     {
-        // A second try on a new connection when the old one turns out to be
-        // closed (an emulator restarted under the same object).
         for (int attempt = 0; attempt < 2; ++attempt) {
             if (m_control.state() != QLocalSocket::ConnectedState) {
                 m_control.abort();
@@ -77,11 +70,9 @@ public:
                     return {};
             }
             m_control.write(command + "\n");
-            QElapsedTimer t;
-            t.start();
-            while (!m_control.canReadLine() && t.elapsed() < timeoutMs
-                   && m_control.state() == QLocalSocket::ConnectedState)
-                m_control.waitForReadyRead(int(timeoutMs - t.elapsed()));
+            const QDeadlineTimer deadline(timeoutMs);
+            while (!m_control.canReadLine()
+                   && m_control.waitForReadyRead(int(deadline.remainingTime()))) { }
             if (m_control.canReadLine())
                 return ofx::lumo::KLumoJsonValue::parse(m_control.readLine().toStdString(),
                                                         nullptr);
@@ -94,8 +85,8 @@ public:
     }
     bool ok(const QByteArray &command)
     {
-        const ofx::lumo::KLumoJsonValue a = ctl(command);
-        const ofx::lumo::KLumoJsonValue *v = a.find("ok");
+        const ofx::lumo::KLumoJsonValue answer = ctl(command);
+        const ofx::lumo::KLumoJsonValue *v = answer.find("ok");
         return v && v->toBool();
     }
 

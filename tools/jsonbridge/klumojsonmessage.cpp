@@ -1,6 +1,6 @@
 #include "klumojsonmessage.h"
 
-#include "klumojsonbridge.h"
+#include "klumojsoncodec.h"
 
 #include <thrift/TApplicationException.h>
 #include <thrift/protocol/TCompactProtocol.h>
@@ -21,6 +21,14 @@ std::string structName(const Method &m, const char *suffix)
     return std::string(services[m.service].name) + "_" + m.name + suffix;
 }
 
+// Reads @p bytes in place; they must outlive the buffer.
+std::shared_ptr<TMemoryBuffer> observe(const std::string &bytes)
+{
+    return std::make_shared<TMemoryBuffer>(
+        reinterpret_cast<uint8_t *>(const_cast<char *>(bytes.data())), uint32_t(bytes.size()),
+        TMemoryBuffer::OBSERVE);
+}
+
 } // namespace
 
 std::string KLumoJsonMessage::encodeCall(const Method &method, const KLumoJsonValue &args,
@@ -29,9 +37,9 @@ std::string KLumoJsonMessage::encodeCall(const Method &method, const KLumoJsonVa
     auto buf = std::make_shared<TMemoryBuffer>();
     TCompactProtocolT<TMemoryBuffer> proto(buf);
     proto.writeMessageBegin(method.name, method.oneway ? pt::T_ONEWAY : pt::T_CALL, seqId);
-    KLumoJsonBridge::writeFields(&proto, structName(method, "_pargs").c_str(), method.firstArg,
-                                 method.argCount, args.isNull() ? KLumoJsonValue::object() : args,
-                                 {});
+    KLumoJsonCodec::writeFields(&proto, structName(method, "_pargs").c_str(), method.firstArg,
+                                method.argCount, args.isNull() ? KLumoJsonValue::object() : args,
+                                {});
     proto.writeMessageEnd();
     return buf->getBufferAsString();
 }
@@ -39,16 +47,14 @@ std::string KLumoJsonMessage::encodeCall(const Method &method, const KLumoJsonVa
 KLumoJsonMessage::Call KLumoJsonMessage::decodeCall(const std::string &serviceName,
                                                     const std::string &bytes, bool withArgs)
 {
-    auto buf = std::make_shared<TMemoryBuffer>(
-        reinterpret_cast<uint8_t *>(const_cast<char *>(bytes.data())), uint32_t(bytes.size()),
-        TMemoryBuffer::OBSERVE);
+    auto buf = observe(bytes);
     TCompactProtocolT<TMemoryBuffer> proto(buf);
     Call call;
     proto.readMessageBegin(call.name, call.type, call.seqId);
-    call.method = KLumoJsonBridge::method(serviceName, call.name);
+    call.method = KLumoJsonSchemaIndex::method(serviceName, call.name);
     if (call.method && withArgs) {
         call.args =
-            KLumoJsonBridge::readFields(&proto, call.method->firstArg, call.method->argCount);
+            KLumoJsonCodec::readFields(&proto, call.method->firstArg, call.method->argCount);
         proto.readMessageEnd();
     }
     return call;
@@ -62,8 +68,8 @@ std::string KLumoJsonMessage::encodeReply(const Method &method, const KLumoJsonV
     proto.writeMessageBegin(method.name, pt::T_REPLY, seqId);
     proto.writeStructBegin(structName(method, "_result").c_str());
     if (types[method.result].kind != Kind::Void) {
-        proto.writeFieldBegin("success", KLumoJsonBridge::wireType(method.result), 0);
-        KLumoJsonBridge::writeValue(&proto, method.result, result, "result");
+        proto.writeFieldBegin("success", KLumoJsonSchemaIndex::wireType(method.result), 0);
+        KLumoJsonCodec::writeValue(&proto, method.result, result, "result");
         proto.writeFieldEnd();
     }
     proto.writeFieldStop();
@@ -87,9 +93,7 @@ std::string KLumoJsonMessage::encodeException(const std::string &name, int32_t s
 KLumoJsonMessage::Reply KLumoJsonMessage::decodeReply(const Method &method,
                                                       const std::string &bytes)
 {
-    auto buf = std::make_shared<TMemoryBuffer>(
-        reinterpret_cast<uint8_t *>(const_cast<char *>(bytes.data())), uint32_t(bytes.size()),
-        TMemoryBuffer::OBSERVE);
+    auto buf = observe(bytes);
     TCompactProtocolT<TMemoryBuffer> proto(buf);
     Reply reply;
     std::string name;
@@ -112,8 +116,8 @@ KLumoJsonMessage::Reply KLumoJsonMessage::decodeReply(const Method &method,
         proto.readFieldBegin(sname, ft, id);
         if (ft == pt::T_STOP)
             break;
-        if (id == 0 && ft == KLumoJsonBridge::wireType(method.result)) {
-            reply.value = KLumoJsonBridge::readValue(&proto, method.result);
+        if (id == 0 && ft == KLumoJsonSchemaIndex::wireType(method.result)) {
+            reply.value = KLumoJsonCodec::readValue(&proto, method.result);
             reply.hasValue = true;
         } else {
             proto.skip(ft);

@@ -1,9 +1,6 @@
 #include "klumoemulatorscenario.h"
 
-#include "klumojsonbridge.h"
-
-#include <thrift/protocol/TCompactProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
+#include "klumojsoncodec.h"
 
 #include <fstream>
 #include <sstream>
@@ -17,11 +14,8 @@ const char ServiceName[] = "KLumoServices";
 // Checks that @p value can be written as @p type; the error names the place.
 bool fits(int type, const KLumoJsonValue &value, const std::string &where, std::string *error)
 {
-    auto buf = std::make_shared<apache::thrift::transport::TMemoryBuffer>();
-    apache::thrift::protocol::TCompactProtocolT<apache::thrift::transport::TMemoryBuffer> proto(
-        buf);
     try {
-        KLumoJsonBridge::writeValue(&proto, type, value, where);
+        KLumoJsonCodec::check(type, value, where);
         return true;
     } catch (const KLumoJsonError &e) {
         *error = e.what();
@@ -31,7 +25,7 @@ bool fits(int type, const KLumoJsonValue &value, const std::string &where, std::
 
 int genericResultType()
 {
-    return KLumoJsonBridge::method(ServiceName, "asynCall")->result;
+    return KLumoJsonSchemaIndex::method(ServiceName, "asynCall")->result;
 }
 
 } // namespace
@@ -104,7 +98,7 @@ bool KLumoEmulatorScenario::parseBehaviour(const KLumoJsonValue &json, int resul
 bool KLumoEmulatorScenario::setBehaviour(const std::string &method, const KLumoJsonValue &json,
                                          std::string *error)
 {
-    const jsonschema::Method *m = KLumoJsonBridge::method(ServiceName, method);
+    const jsonschema::Method *m = KLumoJsonSchemaIndex::method(ServiceName, method);
     if (!m) {
         *error = "methods." + method + ": not a method of " + ServiceName;
         return false;

@@ -1,6 +1,6 @@
 #include "klumoserviceemulator.h"
 
-#include "klumojsonbridge.h"
+#include "klumojsoncodec.h"
 #include "klumojsonmessage.h"
 
 #include "connection/klumolockfile.h"
@@ -116,7 +116,7 @@ bool KLumoServiceEmulator::isLoggedIn() const
 int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &arg,
                                std::string *error)
 {
-    const jsonschema::Method *m = KLumoJsonBridge::method(NotifyService, name);
+    const jsonschema::Method *m = KLumoJsonSchemaIndex::method(NotifyService, name);
     if (!m) {
         *error = name + ": not a notification of " + NotifyService;
         return -1;
@@ -272,7 +272,7 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
                                          int32_t seqId, int *delayMs)
 {
     using apache::thrift::TApplicationException;
-    const jsonschema::Method *m = KLumoJsonBridge::method(RequestService, method);
+    const jsonschema::Method *m = KLumoJsonSchemaIndex::method(RequestService, method);
     const KLumoEmulatorScenario::Behaviour *b = &m_scenario.behaviour(method);
     std::string generic;
     if (method == "asynCall") {
@@ -306,7 +306,7 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
         built.insert("method", generic);
         built.insert("result", "ok");
     } else {
-        built = KLumoJsonBridge::defaultValue(m->result);
+        built = KLumoJsonCodec::defaultValue(m->result);
     }
     try {
         return KLumoJsonMessage::encodeReply(*m, *value, seqId);

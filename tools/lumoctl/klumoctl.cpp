@@ -1,15 +1,18 @@
 #include "klumoctl.h"
 
 #include "klumoctlargument.h"
+#include "klumoctlcatalog.h"
+#include "klumoctlconsole.h"
 #include "klumoctlmonitor.h"
 #include "lumoctl_dispatch.h"
 
 #include "ipc/lumoipc.h"
 #include "transport/kxlocalservernames.h"
 
-#include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFileSystemWatcher>
 #include <QThreadPool>
 #include <QTimer>
 
@@ -60,62 +63,6 @@ const char Usage[] = "Usage: lumoctl [--verbose] COMMAND [ARGS]\n"
                      "Commands: status, call, generic, monitor, methods, describe, start.\n"
                      "`lumoctl help COMMAND` or `lumoctl COMMAND --help` for details.\n";
 
-int usageError(const QString &message)
-{
-    std::fprintf(stderr, "lumoctl: %s\n(see lumoctl --help)\n", qPrintable(message));
-    return 2;
-}
-
-void fail(const QString &message)
-{
-    std::fprintf(stderr, "lumoctl: %s\n", qPrintable(message));
-}
-
-void print(const KLumoJsonValue &v, bool pretty)
-{
-    std::printf("%s\n", v.serialize(pretty ? 2 : 0).c_str());
-    std::fflush(stdout);
-}
-
-// Removes "--name VALUE" from @p args; @p out keeps its value when absent.
-bool takeNumber(QStringList &args, const char *name, double *out, QString *error)
-{
-    const int i = args.indexOf(QLatin1String(name));
-    if (i < 0)
-        return true;
-    bool ok = false;
-    const double v = i + 1 < args.size() ? args.at(i + 1).toDouble(&ok) : 0;
-    if (!ok || v < 0) {
-        *error = QStringLiteral("%1 needs a non-negative number").arg(QLatin1String(name));
-        return false;
-    }
-    *out = v;
-    args.erase(args.begin() + i, args.begin() + i + 2);
-    return true;
-}
-
-bool takeFlag(QStringList &args, const char *name)
-{
-    return args.removeAll(QLatin1String(name)) > 0;
-}
-
-// The options shared by the commands that issue a call.
-struct CallOptions
-{
-    double timeout = 30; // seconds for the answer
-    double wait = 3; // seconds for the connection
-    bool pretty = false;
-};
-
-bool takeCallOptions(QStringList &args, CallOptions *opts, QString *error)
-{
-    if (!takeNumber(args, "--timeout", &opts->timeout, error)
-        || !takeNumber(args, "--wait", &opts->wait, error))
-        return false;
-    opts->pretty = takeFlag(args, "--pretty");
-    return true;
-}
-
 QString serverName()
 {
     const passwd *pw = ::getpwuid(::getuid());
@@ -123,33 +70,16 @@ QString serverName()
         + QString::number(::getuid());
 }
 
-KLumoJsonValue describeFields(int first, int count)
-{
-    KLumoJsonValue list = KLumoJsonValue::array();
-    for (int i = first; i < first + count; ++i) {
-        const jsonschema::Field &f = jsonschema::fields[i];
-        std::string line = std::to_string(f.id) + ": " + (f.optional ? "optional " : "")
-            + KLumoJsonBridge::typeName(f.type) + " " + f.name;
-        list.append(line);
-    }
-    return list;
-}
-
-void printRecord(int record)
-{
-    const jsonschema::Record &r = jsonschema::records[record];
-    std::printf("struct %s {\n", r.name);
-    const KLumoJsonValue lines = describeFields(r.firstField, r.fieldCount);
-    for (const KLumoJsonValue &line : lines.elements())
-        std::printf("  %s\n", line.toString().c_str());
-    std::printf("}\n");
-}
+const auto usageError = KLumoCtlConsole::usageError;
+const auto fail = KLumoCtlConsole::fail;
 
 } // namespace
 
 KLumoCtl::KLumoCtl()
     : m_receiver(std::make_unique<KLumoCtlReceiver>())
-{ }
+{
+    connect(m_receiver.get(), &KLumoCtlReceiverBase::resultReady, this, &KLumoCtl::recheckWait);
+}
 
 KLumoCtl::~KLumoCtl()
 {
@@ -180,9 +110,9 @@ int KLumoCtl::run(const QStringList &argsIn)
     if (cmd == QLatin1String("monitor"))
         return monitor(args);
     if (cmd == QLatin1String("methods"))
-        return methods(args);
+        return KLumoCtlCatalog::methods(args);
     if (cmd == QLatin1String("describe"))
-        return describe(args);
+        return KLumoCtlCatalog::describe(args);
     if (cmd == QLatin1String("start"))
         return start(args);
     return usageError(QStringLiteral("unknown command \"%1\"").arg(cmd));
@@ -208,26 +138,29 @@ bool KLumoCtl::waitUntil(const std::function<bool()> &done, int timeoutMs)
     if (done())
         return true;
     QEventLoop loop;
-    QTimer tick;
-    QElapsedTimer elapsed;
-    elapsed.start();
-    connect(&tick, &QTimer::timeout, &loop, [&] {
-        if (done() || elapsed.elapsed() >= timeoutMs)
-            loop.quit();
-    });
-    // Results end the wait at once rather than on the next tick.
-    connect(m_receiver.get(), &KLumoCtlReceiverBase::resultReady, &loop, [&] {
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
+    if (timeoutMs >= 0)
+        deadline.start(timeoutMs);
+    const std::function<void()> outer = std::exchange(m_recheck, [&] {
         if (done())
             loop.quit();
     });
-    tick.start(20);
     loop.exec();
+    m_recheck = outer;
     return done();
+}
+
+void KLumoCtl::recheckWait()
+{
+    if (m_recheck)
+        m_recheck();
 }
 
 bool KLumoCtl::requireService(double waitSeconds)
 {
-    if (connectService(int(waitSeconds * 1000)))
+    if (connectService(KLumoCtlOptions::msecs(waitSeconds)))
         return true;
     fail(QStringLiteral("no service answers on %1 (waited %2 s)")
              .arg(serverName())
@@ -246,42 +179,35 @@ bool KLumoCtl::connectService(int waitMs)
             Qt::UniqueConnection);
     connect(events, SIGNAL(SocketDisConnected()), this, SLOT(onSocketDisConnected()),
             Qt::UniqueConnection);
+    connect(events, SIGNAL(LoginStatusChange()), this, SLOT(recheckWait()), Qt::UniqueConnection);
     return waitUntil([this] { return m_connected; }, waitMs);
 }
 
 void KLumoCtl::onSocketConnected()
 {
     m_connected = true;
+    recheckWait();
 }
 
 void KLumoCtl::onSocketDisConnected()
 {
     m_connected = false;
     m_disconnected = true;
-}
-
-const KLumoCtlMethod *KLumoCtl::findMethod(const QString &name)
-{
-    for (const KLumoCtlMethod &m : lumoctlMethods) {
-        if (name == QLatin1String(m.name))
-            return &m;
-    }
-    return nullptr;
+    recheckWait();
 }
 
 int KLumoCtl::status(const QStringList &argsIn)
 {
-    QStringList args = argsIn;
+    KLumoCtlOptions line(argsIn);
     double wait = 2;
-    QString error;
-    if (!takeNumber(args, "--wait", &wait, &error))
-        return usageError(error);
-    if (!args.isEmpty())
+    if (!line.takeNumber("--wait", &wait))
+        return usageError(line.error());
+    if (!line.args().isEmpty())
         return usageError(QStringLiteral("status takes no arguments"));
     const bool running = LumoIpcCheckLumoRunning();
-    const bool connected = connectService(running ? int(wait * 1000) : 300);
+    const bool connected = connectService(running ? KLumoCtlOptions::msecs(wait) : 300);
     if (connected && LumoIpcCheckLumoLogined())
-        waitUntil([] { return LumoIpcLoginCache().isLogined; }, int(wait * 1000));
+        waitUntil([] { return LumoIpcLoginCache().isLogined; }, KLumoCtlOptions::msecs(wait));
 
     const KLumoIpcLoginCache &l = LumoIpcLoginCache();
     KLumoJsonValue login = KLumoJsonValue::object();
@@ -308,22 +234,44 @@ int KLumoCtl::status(const QStringList &argsIn)
     out.insert("socket", connected ? "connected" : "unconnected");
     out.insert("login", std::move(login));
     out.insert("company", std::move(company));
-    print(out, true);
+    KLumoCtlConsole::print(out, true);
     return 0;
+}
+
+int KLumoCtl::runCall(const QString &name, const KLumoCtlOptions::Call &opts,
+                      const std::function<QString()> &send,
+                      const std::function<QString(qint64 elapsedMs)> &failure)
+{
+    if (!requireService(opts.wait))
+        return 1;
+    QElapsedTimer elapsed;
+    elapsed.start();
+    const QString id = send();
+    if (id.isEmpty()) {
+        fail(QStringLiteral("the library did not accept the call"));
+        return 1;
+    }
+    if (!waitUntil([&] { return m_receiver->has(id); }, KLumoCtlOptions::msecs(opts.timeout))) {
+        fail(QStringLiteral("%1: no result within %2 s").arg(name).arg(opts.timeout));
+        return 1;
+    }
+    const KLumoCtlReceiverBase::Result result = m_receiver->take(id);
+    KLumoCtlConsole::print(result.value, opts.pretty);
+    if (!result.ok)
+        fail(name + QLatin1String(" failed") + failure(elapsed.elapsed()));
+    return result.ok ? 0 : 1;
 }
 
 int KLumoCtl::call(const QStringList &argsIn)
 {
-    QStringList args = argsIn;
-    CallOptions opts;
-    QString error;
-    if (!takeCallOptions(args, &opts, &error))
-        return usageError(error);
-    const double timeout = opts.timeout, wait = opts.wait;
-    const bool pretty = opts.pretty;
+    KLumoCtlOptions line(argsIn);
+    KLumoCtlOptions::Call opts;
+    if (!line.takeCallOptions(&opts))
+        return usageError(line.error());
+    const QStringList &args = line.args();
     if (args.isEmpty() || args.size() > 2)
         return usageError(QStringLiteral("call METHOD [ARG_JSON]"));
-    const KLumoCtlMethod *method = findMethod(args.at(0));
+    const KLumoCtlMethod *method = KLumoCtlCatalog::findMethod(args.at(0));
     if (!method)
         return usageError(QStringLiteral("\"%1\" is not a dispatched method (see lumoctl methods)")
                               .arg(args.at(0)));
@@ -337,8 +285,8 @@ int KLumoCtl::call(const QStringList &argsIn)
             QStringLiteral("ARG_JSON is not JSON: %1").arg(QString::fromStdString(parseError)));
     if (json.isNull()) {
         // No argument: the type's default.
-        const jsonschema::Method *m = KLumoJsonBridge::method("KLumoServices", method->method);
-        json = KLumoJsonBridge::defaultValue(jsonschema::fields[m->firstArg].type);
+        const jsonschema::Method *m = KLumoJsonSchemaIndex::method("KLumoServices", method->method);
+        json = KLumoJsonCodec::defaultValue(jsonschema::fields[m->firstArg].type);
     }
     std::unique_ptr<KLumoCtlArgument> arg;
     try {
@@ -347,82 +295,50 @@ int KLumoCtl::call(const QStringList &argsIn)
         return usageError(QString::fromUtf8(e.what()));
     }
 
-    if (!requireService(wait))
-        return 1;
-    QElapsedTimer elapsed;
-    elapsed.start();
-    const QString id = LumoIpcAsynCallEx(QLatin1String(method->name), arg->argument(),
-                                         m_receiver.get(), QStringLiteral("onResult"));
-    arg.reset();
-    if (id.isEmpty()) {
-        fail(QStringLiteral("the library did not accept the call"));
-        return 1;
-    }
-    if (!waitUntil([&] { return m_receiver->has(id); }, int(timeout * 1000))) {
-        fail(QStringLiteral("%1: no result within %2 s")
-                 .arg(QLatin1String(method->name))
-                 .arg(timeout));
-        return 1;
-    }
-    const KLumoCtlReceiverBase::Result result = m_receiver->take(id);
-    print(result.value, pretty);
-    if (result.ok)
-        return 0;
-    const char *reason = m_disconnected
-        ? "the connection to the service was lost"
-        : "the service answered with a failure, or did not answer in time";
-    fail(QStringLiteral("%1 failed after %2 ms: %3")
-             .arg(QLatin1String(method->name))
-             .arg(elapsed.elapsed())
-             .arg(QLatin1String(reason)));
-    return 1;
+    const QString name = QLatin1String(method->name);
+    return runCall(
+        name, opts,
+        [&] {
+            const QString id = LumoIpcAsynCallEx(name, arg->argument(), m_receiver.get(),
+                                                 QStringLiteral("onResult"));
+            arg.reset(); // queued by now: the dispatcher holds its own copy
+            return id;
+        },
+        [this](qint64 elapsedMs) {
+            const char *reason = m_disconnected
+                ? "the connection to the service was lost"
+                : "the service answered with a failure, or did not answer in time";
+            return QStringLiteral(" after %1 ms: %2").arg(elapsedMs).arg(QLatin1String(reason));
+        });
 }
 
 int KLumoCtl::generic(const QStringList &argsIn)
 {
-    QStringList args = argsIn;
-    CallOptions opts;
-    QString error;
-    if (!takeCallOptions(args, &opts, &error))
-        return usageError(error);
-    const double timeout = opts.timeout, wait = opts.wait;
-    const bool pretty = opts.pretty;
+    KLumoCtlOptions line(argsIn);
+    KLumoCtlOptions::Call opts;
+    if (!line.takeCallOptions(&opts))
+        return usageError(line.error());
+    QStringList &args = line.args();
     if (args.isEmpty())
         return usageError(QStringLiteral("generic NAME [PARAM...]"));
     const QString name = args.takeFirst();
-    if (!requireService(wait))
-        return 1;
-    const QString id = LumoIpcAsynCall(name, args, m_receiver.get(), QStringLiteral("onGeneric"));
-    if (id.isEmpty() || !waitUntil([&] { return m_receiver->has(id); }, int(timeout * 1000))) {
-        fail(QStringLiteral("%1: no result within %2 s").arg(name).arg(timeout));
-        return 1;
-    }
-    const KLumoCtlReceiverBase::Result result = m_receiver->take(id);
-    print(result.value, pretty);
-    if (!result.ok)
-        fail(QStringLiteral("%1 failed").arg(name));
-    return result.ok ? 0 : 1;
+    return runCall(
+        name, opts,
+        [&] { return LumoIpcAsynCall(name, args, m_receiver.get(), QStringLiteral("onGeneric")); },
+        [](qint64) { return QString(); });
 }
 
 int KLumoCtl::monitor(const QStringList &argsIn)
 {
-    QStringList args = argsIn;
+    KLumoCtlOptions line(argsIn);
     double count = 0, timeout = 0;
-    QString error;
-    if (!takeNumber(args, "--count", &count, &error)
-        || !takeNumber(args, "--timeout", &timeout, &error))
-        return usageError(error);
-    const bool listOnly = takeFlag(args, "--list");
     QStringList only;
-    for (int i = args.indexOf(QLatin1String("--signal")); i >= 0;
-         i = args.indexOf(QLatin1String("--signal"))) {
-        if (i + 1 >= args.size())
-            return usageError(QStringLiteral("--signal needs a name"));
-        only << args.at(i + 1);
-        args.erase(args.begin() + i, args.begin() + i + 2);
-    }
-    if (!args.isEmpty())
-        return usageError(QStringLiteral("unexpected argument \"%1\"").arg(args.first()));
+    if (!line.takeNumber("--count", &count) || !line.takeNumber("--timeout", &timeout)
+        || !line.takeAll("--signal", &only))
+        return usageError(line.error());
+    const bool listOnly = line.takeFlag("--list");
+    if (!line.args().isEmpty())
+        return usageError(QStringLiteral("unexpected argument \"%1\"").arg(line.args().first()));
 
     LumoIpcInit(true);
     QObject *events = LumoIpcEventObject();
@@ -446,13 +362,13 @@ int KLumoCtl::monitor(const QStringList &argsIn)
             if (count > 0 && seen >= int(count))
                 return;
             ++seen;
-            print(event, false);
+            KLumoCtlConsole::print(event, false);
+            recheckWait();
         },
         only);
     std::fprintf(stderr, "lumoctl: watching %d signals of the event object\n", spy.signalCount());
-    const bool reached =
-        waitUntil([&] { return count > 0 && seen >= int(count); },
-                  timeout > 0 ? int(timeout * 1000) : std::numeric_limits<int>::max());
+    const bool reached = waitUntil([&] { return count > 0 && seen >= int(count); },
+                                   timeout > 0 ? KLumoCtlOptions::msecs(timeout) : -1);
     if (count > 0 && !reached) {
         fail(QStringLiteral("%1 of %2 signals seen before the timeout").arg(seen).arg(int(count)));
         return 1;
@@ -460,97 +376,27 @@ int KLumoCtl::monitor(const QStringList &argsIn)
     return 0;
 }
 
-int KLumoCtl::methods(const QStringList &argsIn)
-{
-    QStringList args = argsIn;
-    const bool json = takeFlag(args, "--json");
-    if (!args.isEmpty())
-        return usageError(QStringLiteral("methods takes no arguments"));
-    KLumoJsonValue list = KLumoJsonValue::array();
-    for (const KLumoCtlMethod &m : lumoctlMethods) {
-        if (!json) {
-            std::printf("%s\n", m.name);
-            continue;
-        }
-        KLumoJsonValue row = KLumoJsonValue::object();
-        row.insert("name", m.name);
-        row.insert("method", m.method);
-        row.insert("argument", m.argType);
-        row.insert("result", m.resultType);
-        list.append(std::move(row));
-    }
-    if (json)
-        print(list, true);
-    return 0;
-}
-
-int KLumoCtl::describe(const QStringList &argsIn)
-{
-    QStringList args = argsIn;
-    const bool example = takeFlag(args, "--example");
-    if (args.size() != 1)
-        return usageError(QStringLiteral("describe NAME [--example]"));
-    const std::string name = args.at(0).toStdString();
-    const jsonschema::Method *m = nullptr;
-    if (const KLumoCtlMethod *d = findMethod(args.at(0)))
-        m = KLumoJsonBridge::method("KLumoServices", d->method);
-    if (!m)
-        m = KLumoJsonBridge::method("KLumoServices", name);
-    if (!m)
-        m = KLumoJsonBridge::method("KLumoNotifyServices", name);
-    const int record = KLumoJsonBridge::recordIndex(name);
-    if (!m && record < 0) {
-        fail(QStringLiteral("\"%1\" is neither a method nor a record").arg(args.at(0)));
-        return 1;
-    }
-    if (example) {
-        const int type = m ? (m->argCount ? jsonschema::fields[m->firstArg].type : -1)
-                           : KLumoJsonBridge::recordType(record);
-        print(type >= 0 ? KLumoJsonBridge::sampleValue(type) : KLumoJsonValue(), true);
-        return 0;
-    }
-    if (!m) {
-        printRecord(record);
-        return 0;
-    }
-    std::string signature =
-        std::string(jsonschema::services[m->service].name) + "." + m->name + "(";
-    for (int i = 0; i < m->argCount; ++i) {
-        const jsonschema::Field &f = jsonschema::fields[m->firstArg + i];
-        signature += (i ? ", " : "") + std::to_string(f.id) + ": "
-            + KLumoJsonBridge::typeName(f.type) + " " + f.name;
-    }
-    signature +=
-        std::string(") -> ") + (m->oneway ? "oneway" : KLumoJsonBridge::typeName(m->result));
-    std::printf("%s\n", signature.c_str());
-    for (int i = 0; i < m->argCount; ++i) {
-        const int r = KLumoJsonBridge::recordOfType(jsonschema::fields[m->firstArg + i].type);
-        if (r >= 0)
-            printRecord(r);
-    }
-    const int r = m->oneway ? -1 : KLumoJsonBridge::recordOfType(m->result);
-    if (r >= 0)
-        printRecord(r);
-    return 0;
-}
-
 int KLumoCtl::start(const QStringList &argsIn)
 {
-    QStringList args = argsIn;
+    KLumoCtlOptions line(argsIn);
     double timeout = 5;
-    QString error;
-    if (!takeNumber(args, "--timeout", &timeout, &error))
-        return usageError(error);
-    if (args.size() > 1)
+    if (!line.takeNumber("--timeout", &timeout))
+        return usageError(line.error());
+    if (line.args().size() > 1)
         return usageError(QStringLiteral("start [PARAM]"));
     LumoIpcInit(true);
-    LumoIpcStartLumoProcess(args.value(0));
+    // A service that starts takes its lock and creates its socket in the
+    // temporary folder: each change there is a moment to look again.
+    QFileSystemWatcher watcher({QDir::tempPath()});
+    connect(&watcher, &QFileSystemWatcher::directoryChanged, this, &KLumoCtl::recheckWait);
+    LumoIpcStartLumoProcess(line.args().value(0));
     // The launcher runs on the global pool; it must have run before we exit.
-    QThreadPool::globalInstance()->waitForDone(int(timeout * 1000));
-    const bool running = waitUntil([] { return LumoIpcCheckLumoRunning(); }, int(timeout * 1000));
+    QThreadPool::globalInstance()->waitForDone(KLumoCtlOptions::msecs(timeout));
+    const bool running =
+        waitUntil([] { return LumoIpcCheckLumoRunning(); }, KLumoCtlOptions::msecs(timeout));
     KLumoJsonValue out = KLumoJsonValue::object();
     out.insert("running", running);
-    print(out, false);
+    KLumoCtlConsole::print(out, false);
     if (!running)
         fail(QStringLiteral("the service is not running after %1 s").arg(timeout));
     return running ? 0 : 1;

@@ -1,36 +1,30 @@
 #include "klumoctlargument.h"
 
-#include <thrift/protocol/TCompactProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
-
 namespace ofx::lumo {
 
 KLumoCtlArgument::KLumoCtlArgument(const char *serviceMethod, const char *typeName,
                                    const KLumoJsonValue &json)
     : m_typeName(typeName)
 {
-    const jsonschema::Method *m = KLumoJsonBridge::method("KLumoServices", serviceMethod);
+    const jsonschema::Method *m = KLumoJsonSchemaIndex::method("KLumoServices", serviceMethod);
     if (!m || m->argCount != 1)
         throw KLumoJsonError({}, std::string(serviceMethod) + " does not take one argument");
     const jsonschema::Field &field = jsonschema::fields[m->firstArg];
 
-    // Checking against the schema first gives every mistake the same wording.
-    auto buf = std::make_shared<apache::thrift::transport::TMemoryBuffer>();
-    apache::thrift::protocol::TCompactProtocolT<apache::thrift::transport::TMemoryBuffer> proto(
-        buf);
-    const int record = KLumoJsonBridge::recordOfType(field.type);
+    const int record = KLumoJsonSchemaIndex::recordOfType(field.type);
     if (record >= 0) {
-        m_ops = KLumoJsonBridge::recordOps(record);
+        m_ops = KLumoJsonSchemaIndex::recordOps(record);
         m_data = m_ops->create();
         try {
-            KLumoJsonBridge::fromJson(*m_ops, m_data, json, field.name);
+            KLumoJsonCodec::fromJson(*m_ops, m_data, json, field.name);
         } catch (...) {
             m_ops->destroy(m_data);
             throw;
         }
         return;
     }
-    KLumoJsonBridge::writeValue(&proto, field.type, json, field.name);
+    // Checking against the schema first gives every mistake the same wording.
+    KLumoJsonCodec::check(field.type, json, field.name);
     switch (jsonschema::types[field.type].kind) {
     case jsonschema::Kind::String:
         m_string = json.toString();
@@ -48,7 +42,7 @@ KLumoCtlArgument::KLumoCtlArgument(const char *serviceMethod, const char *typeNa
         break;
     default:
         throw KLumoJsonError(field.name,
-                             "argument type " + KLumoJsonBridge::typeName(field.type)
+                             "argument type " + KLumoJsonSchemaIndex::typeName(field.type)
                                  + " is not supported here");
     }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "klumojsonbridge.h"
+#include "klumojsoncodec.h"
 
 #include <QGenericArgument>
 

@@ -1,6 +1,6 @@
 #include "klumoctlmonitor.h"
 
-#include "klumojsonbridge.h"
+#include "klumojsoncodec.h"
 
 #include <lumo_types.h>
 
@@ -31,10 +31,10 @@ KLumoJsonValue recordToJson(const char *typeName, const void *data)
     const std::string ns = "ofx::lumo::";
     if (name.compare(0, ns.size(), ns) == 0)
         name.erase(0, ns.size());
-    const int record = KLumoJsonBridge::recordIndex(name);
+    const int record = KLumoJsonSchemaIndex::recordIndex(name);
     if (record < 0)
         return KLumoJsonValue();
-    return KLumoJsonBridge::toJson(*KLumoJsonBridge::recordOps(record), data);
+    return KLumoJsonCodec::toJson(*KLumoJsonSchemaIndex::recordOps(record), data);
 }
 
 } // namespace
@@ -109,7 +109,7 @@ KLumoJsonValue KLumoCtlMonitor::argumentToJson(int type, const char *typeName, c
     if (name == "QVector<ofx::lumo::CloudItem>" || name == "QVector<CloudItem>") {
         KLumoJsonValue v = KLumoJsonValue::array();
         for (const CloudItem &item : *static_cast<const QVector<CloudItem> *>(data))
-            v.append(KLumoJsonBridge::toJson(item));
+            v.append(KLumoJsonCodec::toJson(item));
         return v;
     }
     KLumoJsonValue record = recordToJson(typeName, data);

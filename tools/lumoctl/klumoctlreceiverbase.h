@@ -1,6 +1,6 @@
 #pragma once
 
-#include "klumojsonbridge.h"
+#include "klumojsoncodec.h"
 
 #include <QMap>
 #include <QObject>
@@ -43,7 +43,7 @@ protected:
 
     template<class Record> static KLumoJsonValue toJson(const Record &record)
     {
-        return KLumoJsonBridge::toJson(record);
+        return KLumoJsonCodec::toJson(record);
     }
     static KLumoJsonValue toJson(const std::string &s) { return KLumoJsonValue(s); }
     static KLumoJsonValue toJson(const std::vector<std::string> &list);
