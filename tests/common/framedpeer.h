@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QByteArray>
-#include <QList>
+#include "transport/klumoframe.h"
+
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QObject>
 #include <QPointer>
+#include <QTest>
 
 #include <functional>
 
@@ -33,17 +33,30 @@ public:
     ~FramedPeer() override;
 
     bool listen(const QString &name);
-    QString fullServerName() const;
+    QString fullServerName() const { return m_server.fullServerName(); }
     void setResponder(Responder responder) { m_responder = std::move(responder); }
 
-    bool waitForClient(int timeoutMs = 5000);
-    bool waitForFrames(int count, int timeoutMs = 5000);
-    QList<Frame> takeFrames();
+    bool waitForClient(int timeoutMs = 5000)
+    {
+        return QTest::qWaitFor([this] { return !m_client.isNull(); }, timeoutMs);
+    }
+    bool waitForFrames(int count, int timeoutMs = 5000)
+    {
+        return QTest::qWaitFor([&] { return m_frames.size() >= count; }, timeoutMs);
+    }
+    QList<Frame> takeFrames() { return std::exchange(m_frames, {}); }
     int frameCount() const { return m_frames.size(); }
 
-    void sendFrame(quint32 seqId, const QByteArray &body);
+    void sendFrame(quint32 seqId, const QByteArray &body)
+    {
+        sendRaw(ofx::lumo::frame::make(seqId, body));
+    }
     void sendRaw(const QByteArray &bytes);
-    void disconnectClient();
+    void disconnectClient()
+    {
+        if (m_client)
+            m_client->disconnectFromServer();
+    }
     QLocalSocket *client() const { return m_client; }
 
 Q_SIGNALS:
