@@ -25,10 +25,8 @@ bool FramedPeer::listen(const QString &name)
 
 void FramedPeer::sendRaw(const QByteArray &bytes)
 {
-    if (!m_client)
-        return;
-    m_client->write(bytes);
-    m_client->flush();
+    if (m_client && m_client->write(bytes) == bytes.size())
+        m_client->flush();
 }
 
 void FramedPeer::onNewConnection()

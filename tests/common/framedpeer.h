@@ -11,11 +11,8 @@
 
 namespace lumotest {
 
-/**
- * The service's side of the framing, for tests: listens on a local server name,
- * accepts one client at a time, reassembles frames and lets the test answer them
- * or push frames of its own. Lives on the thread that creates it.
- */
+// The service's side of the framing on a real local socket: accepts one client
+// at a time, reassembles its frames, answers them or sends frames of its own.
 class FramedPeer : public QObject
 {
     Q_OBJECT
@@ -25,8 +22,7 @@ public:
         quint32 seqId = 0;
         QByteArray body;
     };
-    // Called for every complete frame; a non-empty return is sent back framed
-    // with the same sequence id.
+    // Called for every frame; a non-empty return goes back under its sequence id.
     using Responder = std::function<QByteArray(const Frame &)>;
 
     explicit FramedPeer(QObject *parent = nullptr);

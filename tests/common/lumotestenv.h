@@ -67,7 +67,6 @@ inline QString serviceConfigPath()
     {                                                                                              \
         lumotest::PrivateEnvironment env;                                                          \
         QCoreApplication app(argc, argv);                                                          \
-        app.setAttribute(Qt::AA_Use96Dpi, true);                                                   \
         TestObject tc;                                                                             \
         QTEST_SET_MAIN_SOURCE_PATH                                                                 \
         return QTest::qExec(&tc, argc, argv);                                                      \
