@@ -1,15 +1,11 @@
 #include "framedpeer.h"
 
-#include "transport/klumoframe.h"
-
-#include <QElapsedTimer>
-#include <QTest>
-
 namespace lumotest {
 
 using namespace ofx::lumo;
 
-FramedPeer::FramedPeer(QObject *parent) : QObject(parent)
+FramedPeer::FramedPeer(QObject *parent)
+    : QObject(parent)
 {
     connect(&m_server, &QLocalServer::newConnection, this, &FramedPeer::onNewConnection);
 }
@@ -27,53 +23,10 @@ bool FramedPeer::listen(const QString &name)
     return m_server.listen(name);
 }
 
-QString FramedPeer::fullServerName() const
-{
-    return m_server.fullServerName();
-}
-
-bool FramedPeer::waitForClient(int timeoutMs)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!m_client && t.elapsed() < timeoutMs)
-        QTest::qWait(5);
-    return m_client;
-}
-
-bool FramedPeer::waitForFrames(int count, int timeoutMs)
-{
-    QElapsedTimer t;
-    t.start();
-    while (m_frames.size() < count && t.elapsed() < timeoutMs)
-        QTest::qWait(2);
-    return m_frames.size() >= count;
-}
-
-QList<FramedPeer::Frame> FramedPeer::takeFrames()
-{
-    QList<Frame> out;
-    out.swap(m_frames);
-    return out;
-}
-
-void FramedPeer::sendFrame(quint32 seqId, const QByteArray &body)
-{
-    sendRaw(frame::make(seqId, body));
-}
-
 void FramedPeer::sendRaw(const QByteArray &bytes)
 {
-    if (!m_client)
-        return;
-    m_client->write(bytes);
-    m_client->flush();
-}
-
-void FramedPeer::disconnectClient()
-{
-    if (m_client)
-        m_client->disconnectFromServer();
+    if (m_client && m_client->write(bytes) == bytes.size())
+        m_client->flush();
 }
 
 void FramedPeer::onNewConnection()
@@ -105,7 +58,7 @@ void FramedPeer::onReadyRead()
         }
         if (m_buffer.size() - pos < int(h.total))
             break;
-        Frame f{h.seqId, m_buffer.mid(pos + int(frame::HeaderSize), int(h.bodyLength()))};
+        Frame f {h.seqId, m_buffer.mid(pos + int(frame::HeaderSize), int(h.bodyLength()))};
         pos += int(h.total);
         m_frames.append(f);
         Q_EMIT frameReceived(f.seqId, f.body);

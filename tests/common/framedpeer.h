@@ -1,21 +1,18 @@
 #pragma once
 
-#include <QByteArray>
-#include <QList>
+#include "transport/klumoframe.h"
+
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QObject>
 #include <QPointer>
+#include <QTest>
 
 #include <functional>
 
 namespace lumotest {
 
-/**
- * The service's side of the framing, for tests: listens on a local server name,
- * accepts one client at a time, reassembles frames and lets the test answer them
- * or push frames of its own. Lives on the thread that creates it.
- */
+// The service's side of the framing on a real local socket: accepts one client
+// at a time, reassembles its frames, answers them or sends frames of its own.
 class FramedPeer : public QObject
 {
     Q_OBJECT
@@ -25,25 +22,37 @@ public:
         quint32 seqId = 0;
         QByteArray body;
     };
-    // Called for every complete frame; a non-empty return is sent back framed
-    // with the same sequence id.
+    // Called for every frame; a non-empty return goes back under its sequence id.
     using Responder = std::function<QByteArray(const Frame &)>;
 
     explicit FramedPeer(QObject *parent = nullptr);
     ~FramedPeer() override;
 
     bool listen(const QString &name);
-    QString fullServerName() const;
+    QString fullServerName() const { return m_server.fullServerName(); }
     void setResponder(Responder responder) { m_responder = std::move(responder); }
 
-    bool waitForClient(int timeoutMs = 5000);
-    bool waitForFrames(int count, int timeoutMs = 5000);
-    QList<Frame> takeFrames();
+    bool waitForClient(int timeoutMs = 5000)
+    {
+        return QTest::qWaitFor([this] { return !m_client.isNull(); }, timeoutMs);
+    }
+    bool waitForFrames(int count, int timeoutMs = 5000)
+    {
+        return QTest::qWaitFor([&] { return m_frames.size() >= count; }, timeoutMs);
+    }
+    QList<Frame> takeFrames() { return std::exchange(m_frames, {}); }
     int frameCount() const { return m_frames.size(); }
 
-    void sendFrame(quint32 seqId, const QByteArray &body);
+    void sendFrame(quint32 seqId, const QByteArray &body)
+    {
+        sendRaw(ofx::lumo::frame::make(seqId, body));
+    }
     void sendRaw(const QByteArray &bytes);
-    void disconnectClient();
+    void disconnectClient()
+    {
+        if (m_client)
+            m_client->disconnectFromServer();
+    }
     QLocalSocket *client() const { return m_client; }
 
 Q_SIGNALS:

@@ -1,22 +1,16 @@
 #pragma once
 
-#include <QByteArray>
-#include <QDir>
-#include <QStandardPaths>
 #include <QtTest>
 
 #include <cstdlib>
 #include <string>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace lumotest {
 
-/**
- * Gives the test process a private TMPDIR, HOME and XDG folders before the
- * application object exists, so lock files, sockets and settings never touch
- * the user's own. The folder is removed at exit unless LUMO_KEEP_TEST_DIR is set.
- */
+// A private TMPDIR, HOME and XDG folders, set before the application object
+// exists: lock files, sockets and settings never touch the user's own. Removed
+// at exit unless LUMO_KEEP_TEST_DIR is set.
 class PrivateEnvironment
 {
 public:
@@ -24,16 +18,21 @@ public:
     {
         // A short base keeps socket paths well inside sun_path's 108 bytes.
         char tmpl[] = "/tmp/lumotest-XXXXXX";
-        const char *dir = ::mkdtemp(tmpl);
-        if (!dir)
+        if (!::mkdtemp(tmpl))
             std::abort();
-        m_root = dir;
-        set("TMPDIR", "/tmp");
-        set("HOME", "/home");
-        set("XDG_CONFIG_HOME", "/home/.config");
-        set("XDG_DATA_HOME", "/home/.local/share");
-        set("XDG_CACHE_HOME", "/home/.cache");
-        set("XDG_RUNTIME_DIR", "/run");
+        m_root = tmpl;
+        const char *const folders[][2] = {{"TMPDIR", "/tmp"},
+                                          {"HOME", "/home"},
+                                          {"XDG_CONFIG_HOME", "/home/.config"},
+                                          {"XDG_DATA_HOME", "/home/.local/share"},
+                                          {"XDG_CACHE_HOME", "/home/.cache"},
+                                          {"XDG_RUNTIME_DIR", "/run"}};
+        for (const auto &folder : folders) {
+            const std::string path = m_root + folder[1];
+            QDir().mkpath(QString::fromStdString(path));
+            ::chmod(path.c_str(), 0700);
+            ::setenv(folder[0], path.c_str(), 1);
+        }
         QStandardPaths::setTestModeEnabled(true);
     }
     ~PrivateEnvironment()
@@ -41,16 +40,8 @@ public:
         if (!qEnvironmentVariableIsSet("LUMO_KEEP_TEST_DIR"))
             QDir(QString::fromStdString(m_root)).removeRecursively();
     }
-    std::string root() const { return m_root; }
 
 private:
-    void set(const char *name, const char *sub)
-    {
-        const std::string path = m_root + sub;
-        QDir().mkpath(QString::fromStdString(path));
-        ::chmod(path.c_str(), 0700);
-        ::setenv(name, path.c_str(), 1);
-    }
     std::string m_root;
 };
 
@@ -58,8 +49,14 @@ private:
 // sets LUMO_TEST_TIME_SCALE in sanitizer builds, which run several times slower.
 inline int timeScale()
 {
-    const int scale = qEnvironmentVariableIntValue("LUMO_TEST_TIME_SCALE");
-    return scale > 1 ? scale : 1;
+    return qMax(1, qEnvironmentVariableIntValue("LUMO_TEST_TIME_SCALE"));
+}
+
+// The service's own settings, where its "autologin" key lives.
+inline QString serviceConfigPath()
+{
+    return QDir::homePath()
+        + QStringLiteral("/.local/share/nordvale/OFX Cloud Files/userdata/lumo/config.ini");
 }
 
 } // namespace lumotest
@@ -70,7 +67,6 @@ inline int timeScale()
     {                                                                                              \
         lumotest::PrivateEnvironment env;                                                          \
         QCoreApplication app(argc, argv);                                                          \
-        app.setAttribute(Qt::AA_Use96Dpi, true);                                                   \
         TestObject tc;                                                                             \
         QTEST_SET_MAIN_SOURCE_PATH                                                                 \
         return QTest::qExec(&tc, argc, argv);                                                      \

@@ -22,8 +22,7 @@ struct MessageHead
 };
 
 // One compact-protocol message: header, then the struct @p s.
-template<class T>
-QByteArray encodeMessage(const std::string &name, TMessageType type, const T &s)
+template<class T> QByteArray encodeMessage(const std::string &name, TMessageType type, const T &s)
 {
     auto buf = std::make_shared<TMemoryBuffer>();
     TCompactProtocol proto(buf);
@@ -33,30 +32,28 @@ QByteArray encodeMessage(const std::string &name, TMessageType type, const T &s)
     return QByteArray::fromStdString(buf->getBufferAsString());
 }
 
-inline MessageHead peekMessage(const QByteArray &body)
-{
-    auto buf = std::make_shared<TMemoryBuffer>(
-            reinterpret_cast<uint8_t *>(const_cast<char *>(body.constData())), uint32_t(body.size()),
-            TMemoryBuffer::OBSERVE);
-    TCompactProtocol proto(buf);
-    MessageHead head;
-    proto.readMessageBegin(head.name, head.type, head.seqId);
-    return head;
-}
-
 // Reads the header of @p body, then its struct into @p out.
-template<class T>
-MessageHead decodeMessage(const QByteArray &body, T &out)
+template<class T> MessageHead decodeMessage(const QByteArray &body, T &out)
 {
     auto buf = std::make_shared<TMemoryBuffer>(
-            reinterpret_cast<uint8_t *>(const_cast<char *>(body.constData())), uint32_t(body.size()),
-            TMemoryBuffer::OBSERVE);
+        reinterpret_cast<uint8_t *>(const_cast<char *>(body.constData())), uint32_t(body.size()),
+        TMemoryBuffer::OBSERVE);
     TCompactProtocol proto(buf);
     MessageHead head;
     proto.readMessageBegin(head.name, head.type, head.seqId);
     out.read(&proto);
     proto.readMessageEnd();
     return head;
+}
+
+// The header alone.
+inline MessageHead peekMessage(const QByteArray &body)
+{
+    struct
+    {
+        uint32_t read(apache::thrift::protocol::TProtocol *) { return 0; }
+    } none;
+    return decodeMessage(body, none);
 }
 
 } // namespace lumotest

@@ -1,45 +1,39 @@
 #pragma once
 
+#include <QDir>
 #include <QProcess>
-#include <QString>
-#include <QStringList>
 
-#include <memory>
+#include <unistd.h>
 
 namespace lumotest {
 
-// Runs the lock helper as a real second process. The lock it takes lives until
-// the object is destroyed (its stdin is closed and it is waited for).
-class LockHelper
+// The lock files as other processes find them: "%1/%2%3.lock", the temporary
+// folder, the key and the real user id. Spelled out here, not taken from the library.
+constexpr char ExistLock[] = "__#_LUMO_EXIST_MUTEX_KEY_#__";
+constexpr char MainLock[] = "__#_LUMO_MUTEX_KEY_#__";
+constexpr char LoginStatusLock[] = "__#_LUMO LOGIN STATUS KEY_#__";
+constexpr char RestartLock[] = "__#_LUMO_PROCESSING_RESTART_MUTEX_KEY_#__";
+inline QString lockPath(const char *key)
+{
+    return QStringLiteral("%1/%2%3.lock").arg(QDir::tempPath(), key).arg(::getuid());
+}
+
+// The lock helper as a real second process (see lumolockhelper.cpp). A lock it
+// takes lives until the object is destroyed: its stdin is closed and it is waited for.
+class LockHelper : public QProcess
 {
 public:
-    explicit LockHelper(const QStringList &args)
+    explicit LockHelper(const QStringList &args) { start(QStringLiteral(LUMO_LOCKHELPER), args); }
+    ~LockHelper() override
     {
-        m_process.setProgram(QStringLiteral(LUMO_LOCKHELPER));
-        m_process.setArguments(args);
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start();
-        m_process.waitForStarted(5000);
+        closeWriteChannel();
+        waitForFinished();
     }
-    ~LockHelper()
+    QString firstLine() // "locked", "free", "held"
     {
-        m_process.closeWriteChannel();
-        if (!m_process.waitForFinished(5000))
-            m_process.kill();
-        m_process.waitForFinished(1000);
+        while (!canReadLine() && waitForReadyRead(5000)) { }
+        return QString::fromLocal8Bit(readLine()).trimmed();
     }
-    // The first line the helper printed ("locked", "taken", "Started", ...).
-    QString firstLine(int timeoutMs = 5000)
-    {
-        while (!m_process.canReadLine() && m_process.state() != QProcess::NotRunning)
-            if (!m_process.waitForReadyRead(timeoutMs))
-                break;
-        return QString::fromLocal8Bit(m_process.readLine()).trimmed();
-    }
-    QProcess &process() { return m_process; }
-
-private:
-    QProcess m_process;
 };
 
 } // namespace lumotest

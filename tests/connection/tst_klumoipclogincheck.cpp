@@ -1,163 +1,150 @@
-#include <sys/stat.h> // before lumotestenv.h, which uses chmod
-
 #include "connection/klumoipclogincheck.h"
-#include "connection/klumologininfo.h"
+#include "lockhelperclient.h"
 #include "lumotestenv.h"
 #include "support/klumocommonsettings.h"
-#include "support/klumoofxcloudsettings.h"
+#include "support/klumopaths.h"
 
 #include <QtTest>
 
+#include <atomic>
+
 using namespace ofx::lumo;
+using namespace lumotest;
 using StringMap = QMap<QString, QString>;
 
-// The login records and their one key table, and the login health check.
+namespace {
+std::atomic<int> g_launches {0}; // counted from the launcher's log line, on a pool thread
+QtMessageHandler g_previous = nullptr;
+} // namespace
+
+// The login check and the service-process rules it applies: the start policy
+// ("autologin"), the launcher, and the restart rule with its lock and spacing.
 class TestKLumoIpcLoginCheck : public QObject
 {
     Q_OBJECT
 
-    static void writeAutoLogin(bool on)
-    {
-        const QString path = KLumoOFXCloudSettings::configPath();
-        QDir().mkpath(QFileInfo(path).path());
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(on ? "[General]\nautologin=1\n" : "[General]\nautologin=0\n;\n");
-    }
-
 private Q_SLOTS:
-    void decode_data()
+    void initTestCase()
     {
-        QTest::addColumn<StringMap>("map");
-        QTest::addColumn<bool>("answered");
-        QTest::addColumn<bool>("logined");
-        QTest::addColumn<QString>("userId");
-        QTest::addRow("error answer")
-            << StringMap {{"error", "waitReadError"}, {"userId", "u"}} << false << false << "";
-        QTest::addRow("empty answer") << StringMap {} << true << false << "";
-        QTest::addRow("user without flag") << StringMap {{"userId", "u1"}} << true << true << "u1";
-        QTest::addRow("flag says no")
-            << StringMap {{"userId", "u1"}, {"isLogined", "0"}} << true << false << "u1";
-        QTest::addRow("flag as word") << StringMap {{"isLogined", "true"}} << true << true << "";
-    }
-    void decode()
-    {
-        QFETCH(StringMap, map);
-        QFETCH(bool, answered);
-        QFETCH(bool, logined);
-        QFETCH(QString, userId);
-        KLumoIpcLoginCache login;
-        login.userName = QStringLiteral("stale");
-        KCompanyInfoCache company;
-        company.plan = QStringLiteral("stale");
-        QCOMPARE(KLumoLoginInfo::decode(map, login, company), answered);
-        QCOMPARE(login.isLogined, logined);
-        QCOMPARE(login.userId, userId);
-        QVERIFY(login.userName.isEmpty());
-        QVERIFY(company.plan.isEmpty());
+        // A stand-in service; how it starts is the whole-system tests' business.
+        QVERIFY(QDir().mkpath(QDir::tempPath() + QStringLiteral("/suite")));
+        QVERIFY(QFile::link(QStringLiteral("/bin/true"), QDir::tempPath() + "/suite/ofxcloudsvr"));
+        qputenv(KLumoPaths::SuiteDirVariable, QFile::encodeName(QDir::tempPath() + "/suite"));
+        g_previous = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+                g_launches += text.startsWith(QLatin1String("KLumoIpcLauncher::run "));
+                g_previous(type, context, text);
+            });
     }
 
-    void encodeDecodeRoundTrip()
+    void checkAutoLogin_data()
     {
-        KLumoIpcLoginCache login;
-        login.isLogined = true;
-        login.isVip = true;
-        login.userId = QStringLiteral("u1");
-        login.localSyncFolder = QStringLiteral("/home/u/OFX Cloud");
-        login.token = QStringLiteral("t");
-        KCompanyInfoCache company;
-        company.companyId = QStringLiteral("c");
-        company.departmentName = QStringLiteral("d");
-        const StringMap map = KLumoLoginInfo::encode(login, company);
-        QCOMPARE(map.value(QStringLiteral("companyDepartmentName")), QStringLiteral("d"));
-        KLumoIpcLoginCache login2;
-        KCompanyInfoCache company2;
-        QVERIFY(KLumoLoginInfo::decode(map, login2, company2));
-        QCOMPARE(login2, login);
-        QCOMPARE(company2, company);
+        QTest::addColumn<QString>("autologin"); // null: no config.ini
+        QTest::addColumn<QString>("heldLock"); // held by another process
+        QTest::addColumn<QString>("outcome");
+        QTest::addRow("no file") << QString() << QString() << "false";
+        QTest::addRow("not configured") << "0" << QString() << "false";
+        QTest::addRow("configured") << "1" << QString() << "true, started";
+        QTest::addRow("any other word") << "no" << QString() << "true, started";
+        QTest::addRow("configured, running") << "1" << MainLock << "true";
+        QTest::addRow("logged in") << "0" << LoginStatusLock << "true";
     }
-
-    void lastLoginPersistsWithoutToken()
+    void checkAutoLogin()
     {
-        KLumoIpcLoginCache login;
-        login.isLogined = true;
-        login.userId = QStringLiteral("u5");
-        login.isRoamingOpen = true;
-        login.token = QStringLiteral("secret");
-        KLumoLoginInfo::saveLastLogin(login);
-        const KLumoIpcLoginCache last = KLumoLoginInfo::loadLastLogin();
-        QCOMPARE(last.userId, QStringLiteral("u5"));
-        QVERIFY(last.isRoamingOpen);
-        QVERIFY(last.token.isEmpty());
-        QFile f(KLumoCommonSettings::fileName());
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QVERIFY(!f.readAll().contains("secret"));
-        QVERIFY(KLumoIpcLoginCheck::hasStoredCredential());
+        QFETCH(QString, autologin);
+        QFETCH(QString, heldLock);
+        QFETCH(QString, outcome);
+        QFile::remove(serviceConfigPath());
+        if (!autologin.isNull())
+            QSettings(serviceConfigPath(), QSettings::IniFormat).setValue("autologin", autologin);
+        const std::unique_ptr<LockHelper> holder(
+            heldLock.isEmpty() ? nullptr
+                               : new LockHelper({"fcntl", lockPath(qPrintable(heldLock))}));
+        QVERIFY(!holder || holder->firstLine() == QLatin1String("locked"));
+        g_launches = 0;
+        QString seen = KLumoIpcLoginCheck(nullptr, nullptr).checkAutoLogin() ? "true" : "false";
+        QVERIFY(QThreadPool::globalInstance()->waitForDone(5000));
+        if (g_launches)
+            seen += QStringLiteral(", started");
+        QCOMPARE(seen, outcome);
     }
 
     // The socket came up but nobody logged in within the delay: the check asks.
     void asksWhenAutoLoginDidNotHappen_data()
     {
-        QTest::addColumn<bool>("autologin");
+        QTest::addColumn<int>("autologin");
         QTest::addColumn<bool>("loginArrives");
-        QTest::addColumn<bool>("asks");
-        QTest::addRow("autologin, no login") << true << false << true;
-        QTest::addRow("autologin, login in time") << true << true << false;
-        QTest::addRow("no autologin") << false << false << false;
+        QTest::addColumn<int>("asks");
+        QTest::addRow("autologin, no login") << 1 << false << 1;
+        QTest::addRow("autologin, login in time") << 1 << true << 0;
+        QTest::addRow("no autologin") << 0 << false << 0;
     }
     void asksWhenAutoLoginDidNotHappen()
     {
-        QFETCH(bool, autologin);
+        QFETCH(int, autologin);
         QFETCH(bool, loginArrives);
-        QFETCH(bool, asks);
-        writeAutoLogin(autologin);
+        QFETCH(int, asks);
+        QSettings(serviceConfigPath(), QSettings::IniFormat).setValue("autologin", autologin);
         int requests = 0;
         KLumoIpcLoginCheck check([&] { ++requests; }, nullptr);
-        check.setCheckDelay(50);
+        check.setCheckDelay(20);
         check.setSocketConnected();
-        QVERIFY(check.isSocketConnected());
         if (loginArrives)
             check.setLogined(true);
-        QTest::qWait(150);
-        QCOMPARE(requests, asks ? 1 : 0);
+        bool past = false; // a timer started later with a longer delay fires after the check's
+        QTimer::singleShot(60, this, [&] { past = true; });
+        QTRY_VERIFY(past);
+        QCOMPARE(requests, asks);
     }
 
+    // Only a service that does not answer is restarted: at most once per 1800 s
+    // across applications (the stored time, the restart lock), and only when
+    // the settings on disk allow it. The clock is injected.
     void reportsAndRestartsOnlyWhenTheServiceIsStuck_data()
     {
-        QTest::addColumn<bool>("ok");
-        QTest::addColumn<StringMap>("answer");
-        QTest::addColumn<QString>("result");
-        QTest::addColumn<int>("restarts");
-        QTest::addRow("logged in after all")
-            << true << StringMap {{"userId", "u"}} << "logined" << 0;
+        QTest::addColumn<StringMap>("answer"); // empty: no answer at all
+        QTest::addColumn<bool>("turnOn");
+        QTest::addColumn<QString>("expected"); // result, restarts at t0, +1, +1800, +1801
+        QTest::addRow("user named") << StringMap {{"userId", "u"}} << true << "logined";
+        QTest::addRow("flag as a word") << StringMap {{"isLogined", "true"}} << true << "logined";
         QTest::addRow("login refused")
-            << true << StringMap {{"isLogined", "0"}} << "loginFailed" << 0;
-        QTest::addRow("no answer")
-            << false << StringMap {{"error", "waitReadError"}} << "noResponse" << 1;
+            << StringMap {{"userId", "u"}, {"isLogined", "0"}} << true << "loginFailed";
+        QTest::addRow("error answer")
+            << StringMap {{"error", "waitReadError"}} << true << "noResponse 1001";
+        QTest::addRow("no answer") << StringMap {} << true << "noResponse 1001";
+        QTest::addRow("restart turned off") << StringMap {} << false << "noResponse 0000";
     }
     void reportsAndRestartsOnlyWhenTheServiceIsStuck()
     {
-        QFETCH(bool, ok);
         QFETCH(StringMap, answer);
-        QFETCH(QString, result);
-        QFETCH(int, restarts);
-        KLumoCommonSettings().setRestartTime(0);
-        QStringList events;
-        StringMap last;
-        KLumoIpcLoginCheck check(nullptr, [&](const QString &name, const StringMap &v) {
-            events << name;
-            last = v;
+        QFETCH(bool, turnOn);
+        QFETCH(QString, expected);
+        QSettings store(KLumoCommonSettings::fileName(), QSettings::IniFormat);
+        store.setValue("RestartLumoTurnOn", turnOn);
+        store.setValue("RestartLumoTime", 0);
+        store.sync();
+        QStringList results;
+        QString restarted, probe;
+        KLumoIpcLoginCheck check(nullptr, [&](const QString &name, const StringMap &event) {
+            QCOMPARE(name, QString::fromLatin1(KLumoIpcLoginCheck::EventName));
+            results << event.value(QStringLiteral("result"));
+            restarted += event.value(QStringLiteral("restarted"));
         });
-        int started = 0;
-        check.setServiceStarter([&] { ++started; });
-        check.setClock([] { return qint64(1700000000); });
-        check.on_getLoginInfo(ok, QStringLiteral("id"), KRpcResponse(answer));
-        QCOMPARE(events, QStringList {QString::fromLatin1(KLumoIpcLoginCheck::EventName)});
-        QCOMPARE(last.value(QStringLiteral("result")), result);
-        QCOMPARE(started, restarts);
-        // A second stuck answer right after does not restart again (1800 s spacing).
-        check.on_getLoginInfo(ok, QStringLiteral("id"), KRpcResponse(answer));
-        QCOMPARE(started, restarts);
+        check.setServiceStarter([&] {
+            probe = LockHelper({"probe", lockPath(RestartLock)}).firstLine();
+        });
+        const qint64 t0 = 1700000000;
+        for (qint64 now : {t0, t0 + 1, t0 + 1800, t0 + 1801}) {
+            check.setClock([now] { return now; });
+            check.on_getLoginInfo(!answer.isEmpty(), QStringLiteral("id"), KRpcResponse(answer));
+        }
+        QCOMPARE(results.count(results.value(0)), 4);
+        QCOMPARE((QStringList {results.value(0), restarted}).join(' ').trimmed(), expected);
+        const bool any = restarted.contains('1');
+        QCOMPARE(probe, QLatin1String(any ? "held" : "")); // the restart lock is ours meanwhile
+        store.sync();
+        QCOMPARE(store.value("RestartLumoTime").toLongLong(), any ? t0 + 1801 : 0);
+        store.setValue("RestartLumoTurnOn", true);
     }
 };
 

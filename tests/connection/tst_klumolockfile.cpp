@@ -1,5 +1,3 @@
-#include <sys/stat.h> // before lumotestenv.h, which uses chmod
-
 #include "connection/klumolockfile.h"
 #include "connection/klumoserviceprocess.h"
 #include "lockhelperclient.h"
@@ -9,165 +7,97 @@
 #include <QtTest>
 
 using namespace ofx::lumo;
-using lumotest::LockHelper;
+using namespace lumotest;
 
+// The lock files against real second processes that hold them the way the
+// service does (classic record locks, or flock()).
 class TestKLumoLockFile : public QObject
 {
     Q_OBJECT
-private:
-    static QString loginPath()
-    {
-        return KLumoLockFile::path(QLatin1String(KLumoLockFile::LoginStatusKey));
-    }
-    static QString restartPath()
-    {
-        return KLumoLockFile::path(QLatin1String(KLumoLockFile::RestartKey));
-    }
-
 private Q_SLOTS:
-    void init()
-    {
-        for (const char *key : {KLumoLockFile::ExistKey, KLumoLockFile::MainKey,
-                                KLumoLockFile::LoginStatusKey, KLumoLockFile::RestartKey})
-            QFile::remove(KLumoLockFile::path(QLatin1String(key)));
-    }
-
-    void loginStatusWithoutFileCreatesItEmpty()
-    {
-        QVERIFY(!QFile::exists(loginPath()));
-        QVERIFY(!KLumoServiceProcess::checkLumoLogined());
-        QVERIFY(QFile::exists(loginPath()));
-        QCOMPARE(QFileInfo(loginPath()).size(), 0);
-        // Our own momentary flock is gone: a second test still reads free.
-        QVERIFY(!KLumoServiceProcess::checkLumoLogined());
-    }
-
     void heldByAnotherProcess_data()
     {
         QTest::addColumn<QString>("how");
-        QTest::addColumn<bool>("loginStatus"); // what the login-status test says
-        QTest::addColumn<bool>("heldTest"); // what the record-lock held test says
-        QTest::addRow("record lock") << "fcntl" << true << true;
-        QTest::addRow("flock") << "flock" << true << false;
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("seen");
+        QTest::addRow("login status, record lock") << "fcntl" << LoginStatusLock << "1 0 1";
+        QTest::addRow("login status, flock") << "flock" << LoginStatusLock << "1 0 0";
+        QTest::addRow("main lock") << "fcntl" << MainLock << "0 1 1";
+        QTest::addRow("restart lock") << "fcntl" << RestartLock << "0 0 1";
     }
     void heldByAnotherProcess()
     {
         QFETCH(QString, how);
-        QFETCH(bool, loginStatus);
-        QFETCH(bool, heldTest);
+        QFETCH(QString, key);
+        QFETCH(QString, seen); // logged in, service running, record lock held
+        const auto state = [&] {
+            return QStringLiteral("%1 %2 %3")
+                .arg(KLumoServiceProcess::checkLumoLogined())
+                .arg(KLumoServiceProcess::isLumoRunning())
+                .arg(KLumoLockFile::isHeld(key));
+        };
         {
-            LockHelper helper({how, loginPath()});
+            LockHelper helper({how, lockPath(qPrintable(key))});
             QCOMPARE(helper.firstLine(), QStringLiteral("locked"));
-            QCOMPARE(KLumoServiceProcess::checkLumoLogined(), loginStatus);
-            QCOMPARE(KLumoLockFile::isHeld(QLatin1String(KLumoLockFile::LoginStatusKey)), heldTest);
+            QCOMPARE(state(), seen);
         }
-        QVERIFY(!KLumoServiceProcess::checkLumoLogined());
+        QCOMPARE(state(), QStringLiteral("0 0 0"));
     }
 
-    void heldTestOnMainLock()
-    {
-        const QString key = QLatin1String(KLumoLockFile::MainKey);
-        QVERIFY(!KLumoServiceProcess::isLumoRunning());
-        QVERIFY(!QFile::exists(KLumoLockFile::path(key))); // the held test never creates
-        {
-            LockHelper helper({QStringLiteral("fcntl"), KLumoLockFile::path(key)});
-            QCOMPARE(helper.firstLine(), QStringLiteral("locked"));
-            QVERIFY(KLumoServiceProcess::isLumoRunning());
-            QVERIFY(KLumoServiceProcess::isLockHeld(key));
-        }
-        QVERIFY(!KLumoServiceProcess::isLumoRunning());
-    }
-
+    // The restart lock excludes other processes and other lock objects of this
+    // one; closing another descriptor of the file neither drops nor hides it.
     void restartLockBetweenProcesses()
     {
-        const QString key = QLatin1String(KLumoLockFile::RestartKey);
+        const QString key = QLatin1String(RestartLock);
         {
-            LockHelper other({QStringLiteral("take"), key});
-            QCOMPARE(other.firstLine(), QStringLiteral("taken"));
+            LockHelper other({"fcntl", lockPath(RestartLock)});
+            QCOMPARE(other.firstLine(), QStringLiteral("locked"));
             KLumoLockFile mine(key);
             QVERIFY(!mine.tryLock());
             QVERIFY(mine.anotherHolds());
-            QVERIFY(!mine.isLocked());
         }
         KLumoLockFile mine(key);
         QVERIFY(mine.tryLock());
-        QVERIFY(!mine.anotherHolds());
-        {
-            LockHelper other({QStringLiteral("take"), key});
-            QCOMPARE(other.firstLine(), QStringLiteral("refused"));
-        }
-        mine.release();
-        LockHelper probe({QStringLiteral("probe"), restartPath()});
-        QCOMPARE(probe.firstLine(), QStringLiteral("free"));
-    }
-
-    // Closing other descriptors of the file in this process (a second lock
-    // object, a held test) must neither drop our lock nor hide it.
-    void twoLockObjectsInOneProcess()
-    {
-        const QString key = QLatin1String(KLumoLockFile::RestartKey);
-        KLumoLockFile first(key);
-        QVERIFY(first.tryLock());
-        {
-            KLumoLockFile second(key);
-            QVERIFY(!second.tryLock());
-            QVERIFY(second.anotherHolds());
-        }
+        QVERIFY(!KLumoLockFile(key).tryLock());
         QVERIFY(KLumoLockFile::isHeld(key));
-        LockHelper probe({QStringLiteral("probe"), restartPath()});
-        QCOMPARE(probe.firstLine(), QStringLiteral("held"));
-        first.release();
-        QVERIFY(!KLumoLockFile::isHeld(key));
+        QCOMPARE(LockHelper({"probe", lockPath(RestartLock)}).firstLine(), QStringLiteral("held"));
+        mine.release();
+        QCOMPARE(LockHelper({"probe", lockPath(RestartLock)}).firstLine(), QStringLiteral("free"));
     }
 
-    void plantedFilesAreNeverFollowedNorTruncated_data()
+    // The folder is everybody's: what sits under a lock name may not be ours.
+    // It is never truncated, followed (a link) or waited on (a FIFO).
+    void foreignFiles_data()
     {
         QTest::addColumn<QString>("key");
-        QTest::addRow("login status") << QString::fromLatin1(KLumoLockFile::LoginStatusKey);
-        QTest::addRow("restart") << QString::fromLatin1(KLumoLockFile::RestartKey);
-        QTest::addRow("main") << QString::fromLatin1(KLumoLockFile::MainKey);
+        QTest::addColumn<QString>("kind");
+        QTest::addRow("login status with content") << LoginStatusLock << "file";
+        QTest::addRow("login status as a link") << LoginStatusLock << "link";
+        QTest::addRow("restart lock as a link") << RestartLock << "link";
+        QTest::addRow("login status as a FIFO") << LoginStatusLock << "fifo";
     }
-    void plantedFilesAreNeverFollowedNorTruncated()
+    void foreignFiles()
     {
         QFETCH(QString, key);
-        const QString victim = QDir::tempPath() + QStringLiteral("/victim.txt");
-        QFile::remove(victim);
-        {
-            QFile f(victim);
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write("precious");
-        }
-        QVERIFY(QFile::link(victim, KLumoLockFile::path(key)));
+        QFETCH(QString, kind);
+        const QString path = lockPath(qPrintable(key));
+        QFile::remove(path);
+        QFile file(kind == "file" ? path : QDir::tempPath() + QStringLiteral("/victim.txt"));
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write("precious");
+        file.close();
+        if (kind != "file")
+            QVERIFY(kind == "link" ? QFile::link(file.fileName(), path)
+                                   : ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
         QVERIFY(!KLumoServiceProcess::checkLumoLogined());
         QVERIFY(!KLumoLockFile::isHeld(key));
         KLumoLockFile lock(key);
-        QVERIFY(!lock.tryLock());
-        QVERIFY(lock.anotherHolds()); // cautious: no restart through a planted link
-        QFile f(victim);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QCOMPARE(f.readAll(), QByteArray("precious"));
-        LockHelper probe({QStringLiteral("probe"), victim});
-        QCOMPARE(probe.firstLine(), QStringLiteral("free"));
-    }
-
-    void existingContentSurvivesLoginStatusTest()
-    {
-        {
-            QFile f(loginPath());
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write("pid 42");
-        }
-        QVERIFY(!KLumoServiceProcess::checkLumoLogined());
-        QCOMPARE(QFileInfo(loginPath()).size(), 6);
-    }
-
-    void plantedFifoDoesNotBlock()
-    {
-        QVERIFY(::mkfifo(QFile::encodeName(loginPath()).constData(), 0600) == 0);
-        QElapsedTimer t;
-        t.start();
-        QVERIFY(!KLumoServiceProcess::checkLumoLogined());
-        QVERIFY(t.elapsed() < 1000);
+        QCOMPARE(lock.tryLock(), kind == "file");
+        QCOMPARE(lock.anotherHolds(), kind != "file"); // cautious: no restart through it
+        lock.release();
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("precious"));
+        QCOMPARE(LockHelper({"probe", file.fileName()}).firstLine(), QStringLiteral("free"));
     }
 };
 

@@ -23,31 +23,22 @@ using ofx::lumo::CreateFolderArg;
 using ofx::lumo::CreateFolderResult;
 using ofx::lumo::NotifyFileActionArg;
 
-namespace {
-
-long rssKiB()
+static long rssKiB()
 {
     QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : f.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLong();
-    }
-    return 0;
+    const QByteArray status = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    const int at = status.indexOf("VmRSS:");
+    return at < 0 ? 0 : status.mid(at + 6).trimmed().split(' ').value(0).toLong();
 }
-
-} // namespace
 
 class Reporter : public QObject
 {
     Q_OBJECT
 public Q_SLOTS:
-    void onConnected() { say("connected"); }
-    void onDisconnected() { say("disconnected"); }
+    void onConnected() { std::printf("connected\n"); }
     void onLogin()
     {
-        say(LumoIpcLoginCache().isLogined ? "login 1" : "login 0");
+        std::printf("login %d\n", int(LumoIpcLoginCache().isLogined));
         if (LumoIpcLoginCache().isLogined && inFlight > 0 && issued == 0) {
             for (int i = 0; i < inFlight; ++i)
                 issue();
@@ -58,21 +49,18 @@ public Q_SLOTS:
     void onResult(bool ok, const QString &requestId, const CreateFolderResult &)
     {
         ++answered;
-        if (!ok)
-            ++failed;
+        failed += !ok;
         // Only calls still outstanding may be answered: anything else is a
         // second answer (or one never asked for).
-        if (!outstanding.remove(requestId))
-            ++twice;
-        if (!stopping)
-            issue();
+        twice += !outstanding.remove(requestId);
+        stopping ? finishWhenDrained() : issue();
     }
     void onNotify(const NotifyFileActionArg &arg)
     {
-        if (arg.action <= lastAction)
-            ++disorder;
+        disorder += arg.action <= lastAction;
         lastAction = arg.action;
         ++notes;
+        finishWhenDrained();
     }
 
 public:
@@ -84,30 +72,28 @@ public:
                                              QStringLiteral("onResult")));
         ++issued;
     }
-    void summary()
+    // After the run: report once every call has ended and the notes are in.
+    void finishWhenDrained(bool anyway = false)
     {
+        if (finished || !stopping || (!anyway && (answered < issued || notes < expectedNotes)))
+            return;
+        finished = true;
         std::printf("load %d %d %d %d %d %d %ld %ld\n", issued, answered, failed, twice, notes,
                     disorder, rssStart, rssKiB());
-        std::fflush(stdout);
+        QCoreApplication::quit();
     }
-    int inFlight = 0;
+    int inFlight = 0, expectedNotes = 0;
     int issued = 0, answered = 0, failed = 0, twice = 0, notes = 0, disorder = 0;
     int lastAction = -1;
-    bool stopping = false;
+    bool stopping = false, finished = false;
     long rssStart = 0;
     QSet<QString> outstanding;
-
-private:
-    static void say(const char *what)
-    {
-        std::printf("%s\n", what);
-        std::fflush(stdout);
-    }
 };
 
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // each line as it happens
     if (argc < 3)
         return 2;
     // Quiet: the test reads stdout only.
@@ -117,33 +103,19 @@ int main(int argc, char *argv[])
     Reporter reporter;
     QObject *events = LumoIpcEventObject();
     QObject::connect(events, SIGNAL(SocketConnected()), &reporter, SLOT(onConnected()));
-    QObject::connect(events, SIGNAL(SocketDisConnected()), &reporter, SLOT(onDisconnected()));
     QObject::connect(events, SIGNAL(LoginStatusChange()), &reporter, SLOT(onLogin()));
     QObject::connect(events, SIGNAL(signal_notifyFileAction(NotifyFileActionArg)), &reporter,
                      SLOT(onNotify(NotifyFileActionArg)));
     reporter.inFlight = argc > 3 ? atoi(argv[3]) : 0;
-    const int expectedNotes = argc > 4 ? atoi(argv[4]) : 0;
+    reporter.expectedNotes = argc > 4 ? atoi(argv[4]) : 0;
     const int scale = qMax(1, qEnvironmentVariableIntValue("LUMO_TEST_TIME_SCALE"));
-    const int ms = int(QByteArray(argv[2]).toDouble() * 1000);
-    QTimer::singleShot(ms, &app, [&] {
-        if (reporter.inFlight == 0) {
-            app.quit();
-            return;
-        }
+    QTimer::singleShot(int(QByteArray(argv[2]).toDouble() * 1000), &app, [&] {
+        if (reporter.inFlight == 0)
+            return app.quit();
         // Stop issuing, let every outstanding call end, then report.
         reporter.stopping = true;
-        auto *drain = new QTimer(&app);
-        QObject::connect(drain, &QTimer::timeout, &app, [&reporter, &app, expectedNotes] {
-            if (reporter.answered >= reporter.issued && reporter.notes >= expectedNotes) {
-                reporter.summary();
-                app.quit();
-            }
-        });
-        drain->start(20);
-        QTimer::singleShot(20000 * scale, &app, [&reporter, &app] {
-            reporter.summary();
-            app.quit();
-        });
+        reporter.finishWhenDrained();
+        QTimer::singleShot(20000 * scale, &app, [&] { reporter.finishWhenDrained(true); });
     });
     const int rc = app.exec();
     LumoIpcFree();
