@@ -1,5 +1,7 @@
 #include "support/lumolog.h"
 
+#include <QDebug>
+
 #include <thrift/TOutput.h>
 
 Q_LOGGING_CATEGORY(lcLumoIpc, "lumoipc", QtInfoMsg)
@@ -13,22 +15,23 @@ Q_LOGGING_CATEGORY(lcThrift, "lumoipc.thrift", QtWarningMsg)
 void _nvo_log_msg(QtMsgType type, const char *category, const QString &message)
 {
     QMessageLogger logger(nullptr, 0, nullptr, category ? category : "lumoipc");
-    const QByteArray text = message.toUtf8();
-    switch (type) {
-    case QtDebugMsg:
-        logger.debug("%s", text.constData());
-        break;
-    case QtInfoMsg:
-        logger.info("%s", text.constData());
-        break;
-    case QtWarningMsg:
-        logger.warning("%s", text.constData());
-        break;
-    case QtCriticalMsg:
-    case QtFatalMsg: // never abort the host for a library log line
-        logger.critical("%s", text.constData());
-        break;
-    }
+    // The stream, unlike a "%s" format, keeps a line whole past a NUL (a
+    // protocol violation logs the raw header it saw).
+    QDebug stream = [&] {
+        switch (type) {
+        case QtDebugMsg:
+            return logger.debug();
+        case QtInfoMsg:
+            return logger.info();
+        case QtWarningMsg:
+            return logger.warning();
+        case QtCriticalMsg:
+        case QtFatalMsg: // never abort the host for a library log line
+            break;
+        }
+        return logger.critical();
+    }();
+    stream.noquote().nospace() << message;
 }
 
 namespace ofx::lumo::log {

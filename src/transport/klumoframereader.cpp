@@ -140,7 +140,9 @@ void KLumoFrameReader::parse()
         }
         const frame::Header h = frame::readHeader(m_buffer.data());
         if (!h.hasMagic()) {
-            violation(QStringLiteral("!!onRecvData 2") + QString::fromLatin1(h.magic, 4));
+            // The whole header, as text, shows what the peer really sent.
+            violation(QStringLiteral("!!onRecvData 2")
+                      + QString::fromLatin1(m_buffer.data(), int(frame::HeaderSize)));
             break;
         }
         if (h.total < frame::HeaderSize) {

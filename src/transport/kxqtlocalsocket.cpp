@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <sys/socket.h>
 
-namespace ofx::lumo {
-
 namespace {
 
 // Nesting of our slots on this thread, so the destructor knows whether a
@@ -23,6 +21,8 @@ struct SlotScope
 };
 
 } // namespace
+
+using namespace ofx::lumo;
 
 KxQtLocalSocket::KxQtLocalSocket(IKxLocalSocketNotify *sink)
     : KxLocalSocketBase(sink)
@@ -177,5 +177,3 @@ void KxQtLocalSocket::slotOnDisconnected()
     SlotScope scope;
     onDisconnected();
 }
-
-} // namespace ofx::lumo

@@ -6,8 +6,14 @@
 #include <QObject>
 
 namespace ofx::lumo {
-
 class IKxLocalSocketRecvBuffer;
+}
+
+// The Qt class of the socket layer answers qt_metacast by its plain names,
+// "KxQtLocalSocket" and "KxLocalSocketBase", as hosts that look it up by name
+// expect: moc names a class by its scope, so it lives outside the namespace
+// and its base is spelled without one.
+using KxLocalSocketBase = ofx::lumo::KxLocalSocketBase;
 
 /**
  * IKxLocalSocket on a QLocalSocket. Owned by, and used only on, the thread that
@@ -18,7 +24,7 @@ class KxQtLocalSocket : public QObject, public KxLocalSocketBase
 {
     Q_OBJECT
 public:
-    explicit KxQtLocalSocket(IKxLocalSocketNotify *sink);
+    explicit KxQtLocalSocket(ofx::lumo::IKxLocalSocketNotify *sink);
     ~KxQtLocalSocket() override;
 
     void connectToServer(const wchar_t *name, int openMode) override;
@@ -50,11 +56,13 @@ private Q_SLOTS:
     void slotOnDisconnected();
 
 private:
-    void readInto(IKxLocalSocketRecvBuffer *target);
+    void readInto(ofx::lumo::IKxLocalSocketRecvBuffer *target);
 
     QLocalSocket *m_pSocket;
     bool m_bDirectRead = true;
     quint64 m_nReadThroughQt = 0;
 };
 
-} // namespace ofx::lumo
+namespace ofx::lumo {
+using ::KxQtLocalSocket;
+}
