@@ -19,7 +19,7 @@ namespace ofx::lumo {
  * QMetaObject::invokeMethod(receiver, member, Qt::QueuedConnection,
  * QGenericArgument(typeName, &value)...) makes it: the member runs later, in
  * the receiver's thread, with a copy of each value, and not at all if the
- * receiver is gone by then. Unlike that call it looks the member up once: Qt 5
+ * receiver is gone by then. Unlike that call it looks a member up only once: Qt 5
  * finds a type by name with a scan over every registered type (twice when the
  * name needs normalising), and with the several hundred records the library
  * registers that scan costs more than the rest of a call or a notification.
@@ -115,11 +115,6 @@ private:
         }
         HandOver(HandOver &&other)
             : m_fn(std::move(other.m_fn))
-        {
-            tsan::release(this);
-        }
-        HandOver(const HandOver &other)
-            : m_fn(other.m_fn)
         {
             tsan::release(this);
         }
