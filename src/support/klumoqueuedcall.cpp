@@ -5,6 +5,7 @@
 #include <QMetaType>
 #include <QPair>
 #include <QReadWriteLock>
+#include <QVarLengthArray>
 
 namespace ofx::lumo {
 
@@ -27,19 +28,22 @@ KLumoQueuedCall::Method KLumoQueuedCall::resolve(const QMetaObject *meta, const 
                                                  const char *const *typeNames, int count)
 {
     // The signature QMetaObject::invokeMethod builds. An unnamed argument ends
-    // its list there; that, like everything odd, is left to Qt.
-    QByteArray signature;
-    signature.reserve(80);
-    signature += member;
-    signature += '(';
+    // its list there; that, like everything odd, is left to Qt. Built on the
+    // stack: a notification or a delivery allocates nothing to find its member.
+    QVarLengthArray<char, 256> text;
+    const auto append = [&text](const char *s) { text.append(s, int(qstrlen(s))); };
+    append(member);
+    text.append('(');
     for (int i = 0; i < count; ++i) {
         if (!typeNames[i] || !*typeNames[i])
             return Method {};
         if (i)
-            signature += ',';
-        signature += typeNames[i];
+            text.append(',');
+        append(typeNames[i]);
     }
-    signature += ')';
+    text.append(')');
+    text.append('\0');
+    const QByteArray signature = QByteArray::fromRawData(text.constData(), text.size() - 1);
     const Cache::Key key(meta, signature);
     Cache &c = cache();
     {
@@ -63,7 +67,7 @@ KLumoQueuedCall::Method KLumoQueuedCall::resolve(const QMetaObject *meta, const 
     if (method.index < 0)
         return method;
     tsan::WriteLocker locker(&c.lock);
-    c.methods.insert(key, method);
+    c.methods.insert(Cache::Key(meta, QByteArray(signature.constData(), signature.size())), method);
     return method;
 }
 
