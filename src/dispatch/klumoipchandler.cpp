@@ -1,14 +1,15 @@
 #include "dispatch/klumoipchandler.h"
 #include "dispatch/klumoipchandlerprivate.h"
-#include "dispatch/klumoqueuedcall.h"
 
+#include "support/klumoqueuedcall.h"
 #include "support/lumolog.h"
 
-#include <QMetaType>
 #include <QPointer>
 #include <QUuid>
 
 namespace ofx::lumoipc {
+
+using ofx::lumo::KLumoQueuedCall;
 
 KLumoIpcHandler::KLumoIpcHandler(QObject *owner,
                                  std::shared_ptr<ofx::lumo::KLumoServicesCobClient> client,
@@ -37,9 +38,11 @@ QString KLumoIpcHandler::asynCall(const QString &method, const QStringList &para
 {
     const QString requestId = createRequestId();
     KLumoIpcHandlerPrivate *const target = d.get();
-    if (!queued::post(target,
-                      [target, requestId, method, params, guarded = QPointer<QObject>(receiver),
-                       slot] { target->asynCall(requestId, method, params, guarded, slot); }))
+    if (!KLumoQueuedCall::post(
+            target,
+            [target, requestId, method, params, guarded = QPointer<QObject>(receiver), slot] {
+                target->asynCall(requestId, method, params, guarded, slot);
+            }))
         logFailure(method);
     return requestId;
 }
@@ -48,22 +51,12 @@ QString KLumoIpcHandler::asynCallEx(const QString &method, const QGenericArgumen
                                     QObject *receiver, const QString &slot)
 {
     const QString requestId = createRequestId();
-    const QPointer<QObject> guarded(receiver);
-    const KLumoIpcHandlerPrivate::CallSlot *callSlot = d->callSlot(method);
-    if (callSlot && arg.data() && qstrcmp(arg.name(), callSlot->argType.constData()) == 0) {
-        // The slot is known and the argument has its type: queue the call by
-        // index, with a copy of the argument, as a queued invocation would.
-        if (std::shared_ptr<void> copy = queued::copyOf(callSlot->argTypeId, arg.data())) {
-            queued::invoke(d.get(), callSlot->index, QString(requestId), std::move(copy),
-                           QPointer<QObject>(guarded), QString(slot));
-            return requestId;
-        }
-    }
-    // Anything else (unknown name, another type name) gets Qt's own look-up.
+    // The slot that runs @p method takes (requestId, its argument, receiver, slot);
+    // anything else (an unknown name, another type name) is Qt's to report.
     const QByteArray slotName = method.toUtf8();
-    if (!QMetaObject::invokeMethod(d.get(), slotName.constData(), Qt::QueuedConnection,
-                                   Q_ARG(QString, requestId), arg,
-                                   Q_ARG(QPointer<QObject>, guarded), Q_ARG(QString, slot)))
+    if (!KLumoQueuedCall::invoke(
+            d.get(), slotName.constData(), {"QString", arg.name(), "QPointer<QObject>", "QString"},
+            requestId, KLumoQueuedCall::Untyped {arg.data()}, QPointer<QObject>(receiver), slot))
         logFailure(method);
     return requestId;
 }
@@ -71,7 +64,7 @@ QString KLumoIpcHandler::asynCallEx(const QString &method, const QGenericArgumen
 bool KLumoIpcHandler::cancelRequest(const QString &requestId)
 {
     KLumoIpcHandlerPrivate *const target = d.get();
-    return queued::post(target, [target, requestId] { target->cancelRequest(requestId); });
+    return KLumoQueuedCall::post(target, [target, requestId] { target->cancelRequest(requestId); });
 }
 
 QObject *KLumoIpcHandler::privateObject() const

@@ -1,6 +1,5 @@
 #pragma once
 
-
 #include <QGenericArgument>
 #include <QObject>
 #include <QString>

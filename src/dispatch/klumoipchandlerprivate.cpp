@@ -1,9 +1,9 @@
 #include "dispatch/klumoipchandlerprivate.h"
 #include "dispatch/klumoipchandler.h"
-#include "dispatch/klumoqueuedcall.h"
-#include "dispatch/klumotsan.h"
 
 #include "support/klumometatypes.h"
+#include "support/klumoqueuedcall.h"
+#include "support/klumotsan.h"
 #include "support/lumolog.h"
 
 #include "KLumoServices.h"
@@ -20,6 +20,8 @@
 namespace ofx::lumoipc {
 
 using ofx::lumo::KLumoMetaTypes;
+using ofx::lumo::KLumoQueuedCall;
+namespace tsan = ofx::lumo::tsan;
 using Client = KLumoIpcHandlerPrivate::Client;
 
 // What a completion callback needs to end its call; copied into the callback.
@@ -80,21 +82,10 @@ KLumoIpcHandlerPrivate::KLumoIpcHandlerPrivate(
     , m_expiryMs(expiryFromEnvironment())
 {
     registerMetaTypes();
-    const QMetaObject *mo = metaObject();
-    for (int i = mo->methodOffset(); i < mo->methodCount(); ++i) {
-        const QMetaMethod m = mo->method(i);
-        if (m.parameterCount() != 4 || m.parameterType(0) != QMetaType::QString
-            || m.parameterTypes().at(2) != "QPointer<QObject>"
-            || m.parameterType(3) != QMetaType::QString)
-            continue;
-        const CallSlot slot {i, m.parameterType(1), m.parameterTypes().at(1)};
-        if (slot.argTypeId != QMetaType::UnknownType)
-            m_callSlots.insert(QString::fromLatin1(m.name()), slot);
-    }
     m_worker.setObjectName(QStringLiteral("KLumoIpcHandler"));
     moveToThread(&m_worker);
     m_worker.start();
-    queued::post(this, [this] { onInitCheckExpriedTimer(); });
+    KLumoQueuedCall::post(this, [this] { onInitCheckExpriedTimer(); });
 }
 
 KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
@@ -102,7 +93,7 @@ KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
     m_results->pending().clear();
     // The timer belongs to the worker: stop and free it there, after every call
     // queued so far, then let the thread end.
-    queued::post(this, [this] {
+    KLumoQueuedCall::post(this, [this] {
         onCheckExpriedTimerAutoPolicy();
         delete m_expiryTimer;
         m_expiryTimer = nullptr;
@@ -114,12 +105,6 @@ KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
     if (!stopped)
         ofx::lumo::log::warning(
             lcLumoIpc(), QStringLiteral("KLumoIpcHandlerPrivate: worker did not stop in time"));
-}
-
-const KLumoIpcHandlerPrivate::CallSlot *KLumoIpcHandlerPrivate::callSlot(const QString &name) const
-{
-    const auto it = m_callSlots.constFind(name);
-    return it == m_callSlots.cend() ? nullptr : &*it;
 }
 
 void KLumoIpcHandlerPrivate::registerMetaTypes()

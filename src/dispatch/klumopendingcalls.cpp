@@ -1,9 +1,12 @@
 #include "dispatch/klumopendingcalls.h"
-#include "dispatch/klumotsan.h"
+
+#include "support/klumotsan.h"
 
 #include <algorithm>
 
 namespace ofx::lumoipc {
+
+namespace tsan = ofx::lumo::tsan;
 
 int KLumoPendingCalls::add(const QString &requestId, const KLumoPendingCall &call)
 {

@@ -1,41 +1,9 @@
 #include "dispatch/klumoresultdelivery.h"
-#include "dispatch/klumoqueuedcall.h"
-#include "dispatch/klumotsan.h"
 
+#include "support/klumoqueuedcall.h"
 #include "support/lumolog.h"
 
-#include <QMetaMethod>
-#include <QMetaObject>
-#include <QMetaType>
-
-#include <memory>
-
 namespace ofx::lumoipc {
-
-KLumoResultDelivery::Slot KLumoResultDelivery::resolve(QObject *target, const QString &slotMethod,
-                                                       const char *typeName)
-{
-    const SlotKey key {target->metaObject(), typeName, slotMethod};
-    {
-        tsan::ReadLocker locker(&m_slotsLock);
-        const auto it = m_slots.constFind(key);
-        if (it != m_slots.cend())
-            return *it;
-    }
-    // The same look-up a queued invocation by name makes.
-    const QByteArray signature =
-        slotMethod.toUtf8() + "(bool,QString," + QByteArray(typeName) + ')';
-    Slot slot;
-    slot.index = key.metaObject->indexOfMethod(signature.constData());
-    if (slot.index < 0)
-        slot.index = key.metaObject->indexOfMethod(QMetaObject::normalizedSignature(signature));
-    slot.typeId = QMetaType::type(typeName);
-    if (slot.index < 0 || slot.typeId == QMetaType::UnknownType)
-        return Slot {};
-    tsan::WriteLocker locker(&m_slotsLock);
-    m_slots.insert(key, slot);
-    return slot;
-}
 
 void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
                                   const QString &requestId, bool success, const void *value,
@@ -72,20 +40,12 @@ void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QStri
         return;
     }
 
-    const Slot slot = resolve(target, slotMethod, typeName);
-    if (slot.index >= 0) {
-        if (!owned)
-            owned = queued::copyOf(slot.typeId, value);
-        if (owned) {
-            queued::invoke(target, slot.index, success, QString(requestId), std::move(owned));
-            return;
-        }
-    }
-    // Not found: let Qt's own look-up have the last word (and say why it failed).
+    // A slot that does not resolve is left to Qt's own look-up, which says why.
     const QByteArray slotName = slotMethod.toUtf8();
-    if (!QMetaObject::invokeMethod(target, slotName.constData(), Qt::QueuedConnection,
-                                   Q_ARG(bool, success), Q_ARG(QString, requestId),
-                                   QGenericArgument(typeName, value)))
+    using ofx::lumo::KLumoQueuedCall;
+    if (!KLumoQueuedCall::invoke(target, slotName.constData(), {"bool", "QString", typeName},
+                                 success, requestId,
+                                 KLumoQueuedCall::Untyped {value, std::move(owned)}))
         ofx::lumo::log::info(
             lcLumoIpc(),
             QStringLiteral("KLumoIpcHandlerPrivate::onResultEx method: %1 Failed to invoke")

@@ -98,10 +98,7 @@ QString LumoIpcAsynCallEx(const QString &method, const QGenericArgument &arg, QO
 bool LumoIpcCancelCall(const QString &requestId)
 {
     auto *handler = dispatcher();
-    if (!handler)
-        return false;
-    return QMetaObject::invokeMethod(handler->privateObject(), "cancelRequest",
-                                     Qt::QueuedConnection, Q_ARG(QString, requestId));
+    return handler && handler->cancelRequest(requestId);
 }
 
 bool LumoIpcIsNeedAutoLogin()

@@ -1,6 +1,7 @@
 #include "notify/klumonotifyhandler.h"
 
 #include "support/klumometatypes.h"
+#include "support/klumoqueuedcall.h"
 #include "support/lumolog.h"
 
 #include <QMetaObject>
@@ -89,14 +90,14 @@ QObject *KLumoNotifyHandler::receiver(bool push) const
 #define LUMO_NOTIFY_DEFINE_Forward(method, Arg, recv, member, typeName, QtType)                    \
     void KLumoNotifyHandler::method(std::function<void()> cob, const Arg &arg)                     \
     {                                                                                              \
-        m_invoker.invoke(receiver(recv == Push), member, {typeName}, arg);                         \
+        KLumoQueuedCall::invoke(receiver(recv == Push), member, {typeName}, arg);                  \
         cob();                                                                                     \
     }
 #define LUMO_NOTIFY_DEFINE_Convert(method, Arg, recv, member, typeName, QtType)                    \
     void KLumoNotifyHandler::method(std::function<void()> cob, const Arg &arg)                     \
     {                                                                                              \
         if (QObject *to = receiver(recv == Push))                                                  \
-            m_invoker.invoke<QtType>(to, member, {typeName}, toQt(giveUp(arg)));                   \
+            KLumoQueuedCall::invoke<QtType>(to, member, {typeName}, toQt(giveUp(arg)));            \
         cob();                                                                                     \
     }
 #define LUMO_NOTIFY_DEFINE_Silent(method, Arg, recv, member, typeName, QtType)                     \
@@ -117,23 +118,23 @@ void KLumoNotifyHandler::notifyAction(std::function<void()> cob, const NotifyAct
     QObject *to = receiver(false);
     switch (arg.type) {
     case 1:
-        m_invoker.invoke(to, "on_accountUpdateInfo", {});
+        KLumoQueuedCall::invoke(to, "on_accountUpdateInfo", {});
         break;
     case 2:
-        m_invoker.invoke(to, "on_accountNoLogined", {});
+        KLumoQueuedCall::invoke(to, "on_accountNoLogined", {});
         break;
     case 4:
-        m_invoker.invoke(to, "on_notifyRecentFileListChanged", {});
+        KLumoQueuedCall::invoke(to, "on_notifyRecentFileListChanged", {});
         break;
     case 5:
-        m_invoker.invoke(to, "on_notifyDocumentRoamingSwitchChanged", {});
+        KLumoQueuedCall::invoke(to, "on_notifyDocumentRoamingSwitchChanged", {});
         break;
     case 6:
     case 7:
-        m_invoker.invoke(to, "signal_notifyCloudDocOpening", {"bool"}, arg.type == 7);
+        KLumoQueuedCall::invoke(to, "signal_notifyCloudDocOpening", {"bool"}, arg.type == 7);
         break;
     case 8:
-        m_invoker.invoke(to, "signal_notifyRecycleBinClear", {});
+        KLumoQueuedCall::invoke(to, "signal_notifyRecycleBinClear", {});
         break;
     default: // 3 and unknown types are dropped after the log line
         break;
@@ -159,7 +160,7 @@ void KLumoNotifyHandler::notifyActionsMap(std::function<void()> cob, const Notif
             member = "on_notifyActionsMapForCooperate";
             break;
         }
-        m_invoker.invoke(to, member, {"const StringMapArgs&"}, toStringMap(arg.mapArgs));
+        KLumoQueuedCall::invoke(to, member, {"const StringMapArgs&"}, toStringMap(arg.mapArgs));
     }
     cob();
 }
@@ -173,8 +174,8 @@ void KLumoNotifyHandler::notifyShareDiscussion(std::function<void()> cob,
             .arg(arg.nActionType));
     QObject *to = receiver(false);
     if (to && arg.nActionType == 1)
-        m_invoker.invoke(to, "on_notifyShareDiscussion", {"const StringMapArgs&"},
-                         toStringMap(arg.mapArgs));
+        KLumoQueuedCall::invoke(to, "on_notifyShareDiscussion", {"const StringMapArgs&"},
+                                toStringMap(arg.mapArgs));
     cob();
 }
 
@@ -182,9 +183,9 @@ void KLumoNotifyHandler::notifyDocCollaborativeStatus(std::function<void()> cob,
                                                       const NotifyDocCollaborativeStatusArg &arg)
 {
     const QString fileId = QString::fromUtf8(arg.fileId.data(), int(arg.fileId.size()));
-    m_invoker.invoke(receiver(false), "on_notifyDocCollaborativeStatus",
-                     {"const QString &", "bool", "quint32"}, fileId, arg.collaborativeStatus == 1,
-                     quint32(arg.collaboratorNum));
+    KLumoQueuedCall::invoke(receiver(false), "on_notifyDocCollaborativeStatus",
+                            {"const QString &", "bool", "quint32"}, fileId,
+                            arg.collaborativeStatus == 1, quint32(arg.collaboratorNum));
     cob();
 }
 

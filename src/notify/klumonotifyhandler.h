@@ -1,7 +1,6 @@
 #pragma once
 
 #include "notify/klumonotifytypes.h"
-#include "notify/klumoqueuedinvoker.h"
 
 #include "KLumoNotifyServices.h"
 
@@ -17,12 +16,12 @@ namespace ofx::lumo {
  *
  * Called on the channel's thread, inside its receive handler; every invocation
  * is queued, so nothing of a target runs on that thread. Holds no state besides
- * its targets and the members resolved on them. It only watches the targets
+ * its targets. It only watches the targets
  * (which must be destroyed on the channel's thread, as the proxy is): once a
  * target is gone, notifications for it are dropped after their log line.
  *
  * The methods and what each does come from notify/klumonotifications.def;
- * the invocations go through KLumoQueuedInvoker, which resolves each member
+ * the invocations go through KLumoQueuedCall, which resolves each member
  * once per target class. A converted argument may be moved from: the
  * handler is called by the generated processor only, with values it drops
  * afterwards.
@@ -50,7 +49,6 @@ private:
 
     QPointer<QObject> m_pTarget;
     QPointer<QObject> m_pPushTarget;
-    KLumoQueuedInvoker m_invoker; // channel thread only
 };
 
 } // namespace ofx::lumo

@@ -1,4 +1,5 @@
 #include "support/klumometatypes.h"
+#include "support/klumoqueuedcall.h"
 
 namespace ofx::lumo {
 
@@ -34,6 +35,8 @@ void KLumoMetaTypes::unregisterAll()
         QMutexLocker locker(&lock());
         ids.swap(registered());
     }
+    // Ids of unregistered types are handed out again, to other types.
+    KLumoQueuedCall::clearCache();
     for (int id : qAsConst(ids))
         QMetaType::unregisterType(id);
 }

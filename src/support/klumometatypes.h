@@ -18,8 +18,7 @@ class KLumoMetaTypes
 public:
     // Registers T under @p name (also as a typedef if T already has a
     // different canonical name) and records the id.
-    template<typename T>
-    static int add(const char *name)
+    template<typename T> static int add(const char *name)
     {
         const int id = qRegisterMetaType<T>(name);
         record(id);
@@ -27,7 +26,8 @@ public:
     }
     static void record(int id);
     static QSet<int> ids();
-    // Unregisters every recorded id and empties the record.
+    // Unregisters every recorded id and empties the record, and with it the
+    // look-ups of KLumoQueuedCall, which hold such ids.
     static void unregisterAll();
 };
 

@@ -1,9 +1,10 @@
 #pragma once
 
-// Qt is not built with ThreadSanitizer, so the hand-offs that go through Qt's own
-// futex-based locks (QReadWriteLock, posted events, QThread::wait) are invisible
-// to it. These annotations tell it about the ones the dispatcher relies on; in
-// other builds they are empty.
+// Qt 5 is not built with ThreadSanitizer, so the hand-overs that go through Qt's
+// own futex-based locks (QReadWriteLock, posted events, QThread::wait) are
+// invisible to it. These annotations tell it about the ones the library relies
+// on; in other builds they are empty. GCC says it instruments with
+// __SANITIZE_THREAD__, clang with __has_feature(thread_sanitizer).
 
 #if defined(__SANITIZE_THREAD__)
 #define LUMO_TSAN 1
@@ -19,10 +20,12 @@
 
 #include <QReadWriteLock>
 
-namespace ofx::lumoipc::tsan {
+namespace ofx::lumo::tsan {
 
 // Everything this thread did before release(p) happens before what a thread
-// does after a later acquire(p).
+// does after a later acquire(p). Give each hand-over an address of its own
+// (the object handed over), so that unrelated hand-overs stay unordered and
+// the sanitizer still sees races between them.
 #ifdef LUMO_TSAN
 inline void release(const void *p)
 {
@@ -64,4 +67,4 @@ private:
 using ReadLocker = Locker<false>;
 using WriteLocker = Locker<true>;
 
-} // namespace ofx::lumoipc::tsan
+} // namespace ofx::lumo::tsan

@@ -1,0 +1,70 @@
+// KLumoQueuedCall must do what a queued QMetaObject::invokeMethod by name does.
+#include "lumotestenv.h"
+
+#include "support/klumoqueuedcall.h"
+
+#include <future>
+
+using ofx::lumo::KLumoQueuedCall;
+
+struct Opaque // never registered
+{
+};
+
+class Receiver : public QObject
+{
+    Q_OBJECT
+public:
+    QStringList calls;
+public Q_SLOTS:
+    void take(const QString &s, int n)
+    {
+        calls << s + QString::number(n) + (QThread::currentThread() == thread() ? "" : "?");
+    }
+    void opaque(const Opaque &) { }
+};
+
+class TestKLumoQueuedCall : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    // Later, in the receiver's thread, with the values as they were when queued.
+    void copiesInTheReceiversThread()
+    {
+        QThread worker;
+        worker.start();
+        Receiver r;
+        r.moveToThread(&worker);
+        QString text = QStringLiteral("a");
+        for (int n = 1; n <= 2; ++n) // the second from the cache
+            QVERIFY(KLumoQueuedCall::invoke(&r, "take", {"const QString &", "int"}, text, n));
+        QVERIFY(KLumoQueuedCall::invoke(&r, "take", {"QString", "int"},
+                                        KLumoQueuedCall::Untyped {&text}, 3));
+        text = QStringLiteral("changed");
+        std::promise<QStringList> seen; // a hand-back that ThreadSanitizer sees
+        KLumoQueuedCall::post(&r, [&] { seen.set_value(r.calls); });
+        QCOMPARE(seen.get_future().get(), QStringList({"a1", "a2", "a3"}));
+        worker.quit();
+        worker.wait();
+    }
+
+    // Qt's own refusal when the member does not resolve; nothing once the
+    // receiver is gone.
+    void unresolvedOrGone()
+    {
+        Receiver r;
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("unregistered datatype 'Opaque'$"));
+        QVERIFY(!KLumoQueuedCall::invoke(&r, "opaque", {"Opaque"}, Opaque()));
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression("^QMetaObject::invokeMethod: No "
+                                                "such method Receiver::take\\(int\\)"));
+        QVERIFY(!KLumoQueuedCall::invoke(&r, "take", {"int"}, 1));
+        auto *gone = new Receiver;
+        QVERIFY(KLumoQueuedCall::invoke(gone, "take", {"QString", "int"}, QString(), 1));
+        delete gone; // would crash below if the call were still queued
+        QCoreApplication::sendPostedEvents();
+    }
+};
+
+LUMO_TEST_MAIN(TestKLumoQueuedCall)
+#include "tst_klumoqueuedcall.moc"
