@@ -298,7 +298,8 @@ private Q_SLOTS:
 
             rig.handler.reset();
             rig.peer.sendFrame(last.seqId, answerAny(last));
-            QTRY_COMPARE(ofx::lumo::KLumoIpcChannelPrivate::get(rig.channel.get())->waitingRequests(), 0);
+            QTRY_COMPARE(
+                ofx::lumo::KLumoIpcChannelPrivate::get(rig.channel.get())->waitingRequests(), 0);
             QCoreApplication::sendPostedEvents();
             QCOMPARE(rig.receiver.deliveries.size(), 1);
             KLumoMetaTypes::unregisterAll();

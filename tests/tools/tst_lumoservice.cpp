@@ -204,6 +204,11 @@ void TestLumoService::lumoctlWaitsForEvents()
     QVERIFY(emulator.ok(R"({"cmd":"reply","method":"remove","behaviour":{"noReply":true}})"));
     QCOMPARE(outcome(LUMOCTL_BIN, {"call", "remove", "--timeout", "0.5"}, true),
              "1 lumoctl: remove: no result within 0.5 s");
+    // status answers with the login the library has fetched by then.
+    QVERIFY(emulator.ok(R"({"cmd":"login","profile":{"isLogined":"1","userId":"u7"}})"));
+    const QByteArray status = outcome(LUMOCTL_BIN, {"status"}).simplified().replace(" ", "");
+    QVERIFY2(status.contains(R"("logined":true)") && status.contains(R"("userId":"u7")"),
+             status.constData());
     QTRY_COMPARE(clients(emulator, R"({"cmd":"status"})"), 0); // those runs have gone
     QProcess monitor;
     monitor.start(

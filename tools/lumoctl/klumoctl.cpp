@@ -206,8 +206,26 @@ int KLumoCtl::status(const QStringList &argsIn)
         return usageError(QStringLiteral("status takes no arguments"));
     const bool running = LumoIpcCheckLumoRunning();
     const bool connected = connectService(running ? KLumoCtlOptions::msecs(wait) : 300);
-    if (connected && LumoIpcCheckLumoLogined())
-        waitUntil([] { return LumoIpcLoginCache().isLogined; }, KLumoCtlOptions::msecs(wait));
+    if (connected) {
+        // On connecting, the library asks for the login information if the
+        // service says somebody is logged in. Replies come back in order, so
+        // once our own request is answered the library has its answer too; it
+        // applies it one queued step later, and a step of ours queued then
+        // runs after that.
+        const QString id = LumoIpcAsynCall(QStringLiteral("getLoginInfo"), {}, m_receiver.get(),
+                                           QStringLiteral("onGeneric"));
+        waitUntil([&] { return m_receiver->has(id); }, KLumoCtlOptions::msecs(wait));
+        m_receiver->take(id);
+        bool settled = false;
+        QMetaObject::invokeMethod(
+            this,
+            [&] {
+                settled = true;
+                recheckWait();
+            },
+            Qt::QueuedConnection);
+        waitUntil([&] { return settled; }, KLumoCtlOptions::msecs(wait));
+    }
 
     const KLumoIpcLoginCache &l = LumoIpcLoginCache();
     KLumoJsonValue login = KLumoJsonValue::object();
