@@ -2,14 +2,15 @@
 """Expands a header template from the notification table (klumonotifications.def).
 
 moc cannot see through macros, so the signals and slots that carry the
-notifications (the connection proxy's, the library singleton's and the tests'
-stand-in for the proxy) are written out here at build time from the table's rows.
+notifications (the connection proxy's, the library singleton's, the push message
+dispatcher's and the tests' stand-in for the proxy) are written out here at build time from the table's rows.
 
 Usage: gen_notify.py TABLE TEMPLATE OUTPUT
 
 Placeholders in TEMPLATE, each on a line of its own (the line's indentation is
 kept):
   @PROXY_SIGNALS@     the proxy's signals, in table order
+  @PUSH_SIGNALS@      the push message dispatcher's signals, in table order
   @PROXY_SLOTS@       the proxy's slots of the table: a forwarding slot logs
                       "KLumoIpcProxy::<slot>" through the template's logSlot() and
                       re-emits; an Own slot is only declared
@@ -41,7 +42,9 @@ def host_connection(table, signal):
 
 EXPANSIONS = {
     'PROXY_SIGNALS': lambda table: [
-        f'void {declaration(s.name, s.params)};' for s in table.signals],
+        f'void {declaration(s.name, s.params)};' for s in table.proxy_signals()],
+    'PUSH_SIGNALS': lambda table: [
+        f'void {declaration(s.name, s.params)};' for s in table.push_signals()],
     'PROXY_SLOTS': lambda table: [forwarding_slot(s) for s in table.slots],
     'PUSH_CONNECTIONS': lambda table: [
         f'connect(push, &KLocalPushMsgDispatch::{s.name}, this, &KLumoIpcProxy::{s.name});'

@@ -83,7 +83,7 @@ NOTIFY_ROW = re.compile(
     r'\s*(Target|Push)\s*,\s*(nullptr|"\w+")\s*,\s*(nullptr|"[^"]+")\s*,\s*([\w:<>]+)\s*\)$')
 SLOT_ROW = re.compile(r'^LUMO_SLOT\(\s*(\w+)\s*,\s*(\w+)\s*,\s*\((.*)\)\s*\)$')
 SIGNAL_ROW = re.compile(
-    r'^LUMO_SIGNAL\(\s*(Proxy|Push|Notify)\s*,\s*(\w+)\s*,\s*(\w+|=|-)\s*,\s*(\d+|-)\s*,'
+    r'^LUMO_SIGNAL\(\s*(Proxy|Push|Local|Notify)\s*,\s*(\w+)\s*,\s*(\w+|=|-)\s*,\s*(\d+|-)\s*,'
     r'\s*(\w+|-)\s*,\s*\((.*)\)\s*\)$')
 
 
@@ -138,6 +138,14 @@ class NotifyTable:
     def slot(self, name):
         return next((s for s in self.slots if s.name == name), None)
 
+    def proxy_signals(self):
+        """The proxy's signals, in its declaration order."""
+        return [s for s in self.signals if s.source != 'Local']
+
+    def push_signals(self):
+        """The push message dispatcher's signals, in its declaration order."""
+        return [s for s in self.signals if s.source in ('Push', 'Local')]
+
     def host_signals(self):
         """The singleton's signals, in its declaration order."""
         return sorted((s for s in self.signals if s.host != '-'), key=lambda s: s.host_order)
@@ -170,6 +178,8 @@ class NotifyTable:
         if len(set(host_names)) != len(host_names):
             fail(path, 'two proxy signals come out as the same singleton signal')
         for s in self.signals:
+            if s.source == 'Local' and s.host != '-':
+                fail(path, f'{s.name}: the singleton cannot carry what the proxy does not')
             if (s.host == '-') != (s.via == '-') or (s.host == '-') != (s.host_order == -1):
                 fail(path, f'{s.name}: a signal the singleton leaves out has neither name, '
                            'position nor route there')
