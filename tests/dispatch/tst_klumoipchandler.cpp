@@ -141,7 +141,8 @@ struct Rig
 
     bool connect()
     {
-        const QString name = QStringLiteral("tst_dispatch_%1").arg(qApp->applicationPid());
+        const QString name =
+            QStringLiteral("tst_dispatch_%1").arg(QCoreApplication::applicationPid());
         return peer.listen(name) && channel->connectToServer(name) && peer.waitForClient()
             && QTest::qWaitFor([this] { return channel->good(); }, 5000);
     }

@@ -110,7 +110,8 @@ private Q_SLOTS:
     void eventSinkAndLoginCheck()
     {
         Host host;
-        qApp->setProperty("__nvolite_kdcinfoc__", QVariant::fromValue<QObject *>(&host));
+        QCoreApplication::instance()->setProperty("__nvolite_kdcinfoc__",
+                                                  QVariant::fromValue<QObject *>(&host));
         QVERIFY(LumoIpcInit(false));
         KLumoIpc *ipc = KLumoIpc::instance();
         KLumoCommonSettings().setRestartTurnOn(false);
@@ -127,7 +128,7 @@ private Q_SLOTS:
         LumoIpcFree();
         QVERIFY(LumoIpcInit(false));
         QCOMPARE(LumoIpcLastLoginCache().userId, QStringLiteral("u9"));
-        qApp->setProperty("__nvolite_kdcinfoc__", QVariant());
+        QCoreApplication::instance()->setProperty("__nvolite_kdcinfoc__", QVariant());
     }
 
     void isNeedAutoLogin()

@@ -66,7 +66,8 @@ QString writeFile(const QByteArray &content)
 
 int64_t clients(EmulatorProcess &emulator, const QByteArray &command)
 {
-    const KLumoJsonValue *n = emulator.ctl(command).find("clients");
+    const KLumoJsonValue answer = emulator.ctl(command);
+    const KLumoJsonValue *n = answer.find("clients");
     return n ? n->toInteger() : -1;
 }
 
