@@ -61,11 +61,12 @@ const char *const HelpTexts[][2] = {
     {"trace",
      "lumoctl trace FILE... [--stats [--json] | --timeline OUT.json | --follow]\n"
      "  Reads captures the library wrote (LUMOIPC_CAPTURE) and prints each frame\n"
-     "  as a JSON line in time order: time, host, direction, seq, bytes, method,\n"
-     "  type and the decoded args or result. --stats prints per method the calls,\n"
-     "  replies, failures, calls never answered, bytes and latency p50/p99/max\n"
-     "  (--json: as JSON); --timeline writes Trace Event JSON for Perfetto or\n"
-     "  chrome://tracing (\"-\": stdout); --follow tails files being written.\n"
+     "  as a JSON line (several files merge by time): time, host, direction, seq,\n"
+     "  bytes, method, type and the decoded args or result. --stats prints per\n"
+     "  method the calls, replies, failures, calls never answered, bytes and\n"
+     "  latency p50/p99/max (--json: as JSON); --timeline writes Trace Event JSON\n"
+     "  for Perfetto or chrome://tracing (\"-\": stdout); --follow tails files\n"
+     "  being written.\n"
      "  Needs no service.\n"},
 };
 
