@@ -7,6 +7,7 @@
 #include "ipc/klumoipc.h"
 #include "support/klumoofxcloudsettings.h"
 #include "support/lumolog.h"
+#include "transport/klumocapturewriter.h"
 
 using ofx::lumo::KLumoIpc;
 using ofx::lumo::KLumoIpcLoginCheck;
@@ -54,6 +55,8 @@ bool LumoIpcInit(bool)
     // this it would go to stderr, past the host's log.
     ofx::lumo::log::installThriftOutput();
     auto *ipc = new KLumoIpc;
+    // No frame moves before the host's event loop runs, so the capture sees them all.
+    ofx::lumo::KLumoCaptureWriter::startFromEnvironment(ipc->proxy()->serverName());
     ipc->connectProxy();
     // The service is (re)started only through the library object.
     ipc->proxy()->setServiceStarter([] { LumoIpcStartLumoProcess(QString()); });
@@ -73,6 +76,7 @@ void LumoIpcFree()
         return;
     delete ipc;
     KLumoIpc::setInstance(nullptr);
+    ofx::lumo::KLumoCaptureWriter::stop(); // every thread that sent or received has stopped
     ofx::lumo::log::debug(lcIpc(), QStringLiteral("LumoIpcFree: library object released"));
 }
 

@@ -10,6 +10,7 @@ Q_LOGGING_CATEGORY(lcConnection, "lumoipc.connection", QtInfoMsg)
 Q_LOGGING_CATEGORY(lcNotify, "lumoipc.notify", QtInfoMsg)
 Q_LOGGING_CATEGORY(lcPush, "lumoipc.push", QtInfoMsg)
 Q_LOGGING_CATEGORY(lcIpc, "lumoipc.ipc", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcCapture, "lumoipc.capture", QtInfoMsg)
 Q_LOGGING_CATEGORY(lcThrift, "lumoipc.thrift", QtWarningMsg)
 
 void _nvo_log_msg(QtMsgType type, const char *category, const QString &message)

@@ -12,6 +12,7 @@ Q_DECLARE_LOGGING_CATEGORY(lcConnection)   // "lumoipc.connection"
 Q_DECLARE_LOGGING_CATEGORY(lcNotify)       // "lumoipc.notify"
 Q_DECLARE_LOGGING_CATEGORY(lcPush)         // "lumoipc.push"
 Q_DECLARE_LOGGING_CATEGORY(lcIpc)          // "lumoipc.ipc": entry points and lifecycle
+Q_DECLARE_LOGGING_CATEGORY(lcCapture)      // "lumoipc.capture": recording the traffic
 Q_DECLARE_LOGGING_CATEGORY(lcThrift)       // "lumoipc.thrift": Thrift's own output
 
 /**

@@ -1,6 +1,7 @@
 #include "transport/klumoframereader.h"
 
 #include "support/lumolog.h"
+#include "transport/klumocapturewriter.h"
 
 #include <thrift/transport/TBufferTransports.h>
 
@@ -108,12 +109,21 @@ void KLumoFrameReader::startDirect(const frame::Header &h)
     m_direct.target = target;
     m_direct.remaining = h.bodyLength() - have;
     m_direct.length = h.bodyLength();
+    m_direct.header = h;
 }
 
 void KLumoFrameReader::finishDirect()
 {
     const quint32 id = m_direct.seqId;
     const quint32 length = m_direct.length;
+    if (KLumoCaptureWriter::isActive()) {
+        uint8_t *body = nullptr;
+        uint32_t have = 0;
+        m_direct.target->getBuffer(&body, &have); // the whole body, nothing read yet
+        KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound,
+                                   reinterpret_cast<const char *>(&m_direct.header),
+                                   reinterpret_cast<const char *>(body), qMin(have, length));
+    }
     m_direct = Direct();
     if (const int broken = m_pSink->onFrame(id, nullptr, length))
         violation(QStringLiteral("!!onRecvData %1").arg(broken));
@@ -159,6 +169,9 @@ void KLumoFrameReader::parse()
             violation(QStringLiteral("!!onRecvData 5"));
             break;
         }
+        if (KLumoCaptureWriter::isActive())
+            KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound,
+                                       QByteArray(m_buffer.data(), int(h.total)));
         // Consuming leaves the bytes in place until the next read.
         const char *body = m_buffer.data() + frame::HeaderSize;
         m_buffer.consume(h.total);

@@ -94,6 +94,7 @@ private:
         apache::thrift::transport::TMemoryBuffer *target = nullptr;
         quint32 remaining = 0;
         quint32 length = 0;
+        frame::Header header {}; // as received, for the capture
     } m_direct;
 };
 

@@ -1,5 +1,7 @@
 #include "transport/klumoframewriter.h"
 
+#include "transport/klumocapturewriter.h"
+
 #include <QSocketNotifier>
 #include <QThread>
 
@@ -107,6 +109,10 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
         std::lock_guard<std::mutex> guard(m_lock);
         if (m_fd < 0)
             return false;
+        // Recorded before the first byte leaves, so the capture never shows
+        // the answer ahead of its request.
+        if (KLumoCaptureWriter::isActive())
+            KLumoCaptureWriter::record(KLumoCaptureWriter::Outbound, frame);
         if (!m_pending.empty()) {
             // Earlier bytes are still waiting: keep the order.
             m_pending.push_back(frame);

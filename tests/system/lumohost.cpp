@@ -1,7 +1,8 @@
 // A minimal host application for the whole-system tests: starts the library
 // under a given application name and reports what it sees, one line per event,
 // until its time is up.
-// Usage: lumohost APP_NAME SECONDS [IN_FLIGHT [NOTES]]
+// Usage: lumohost APP_NAME SECONDS|stdin [IN_FLIGHT [NOTES]]
+// ("stdin": until its standard input closes)
 // With IN_FLIGHT, keeps that many createFolder calls outstanding once logged
 // in, checks notifyFileAction actions arrive in increasing order, and after
 // SECONDS stops issuing and waits for every call to end and for NOTES
@@ -15,9 +16,11 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QSet>
+#include <QSocketNotifier>
 #include <QTimer>
 
 #include <cstdio>
+#include <unistd.h>
 
 using ofx::lumo::CreateFolderArg;
 using ofx::lumo::CreateFolderResult;
@@ -109,14 +112,25 @@ int main(int argc, char *argv[])
     reporter.inFlight = argc > 3 ? atoi(argv[3]) : 0;
     reporter.expectedNotes = argc > 4 ? atoi(argv[4]) : 0;
     const int scale = qMax(1, qEnvironmentVariableIntValue("LUMO_TEST_TIME_SCALE"));
-    QTimer::singleShot(int(QByteArray(argv[2]).toDouble() * 1000), &app, [&] {
+    const auto stop = [&] {
         if (reporter.inFlight == 0)
             return app.quit();
         // Stop issuing, let every outstanding call end, then report.
         reporter.stopping = true;
         reporter.finishWhenDrained();
         QTimer::singleShot(20000 * scale, &app, [&] { reporter.finishWhenDrained(true); });
+    };
+    QSocketNotifier input(0, QSocketNotifier::Read);
+    input.setEnabled(QByteArray(argv[2]) == "stdin"); // runs until the test closes our stdin
+    QObject::connect(&input, &QSocketNotifier::activated, &app, [&] {
+        char c;
+        if (::read(0, &c, 1) <= 0 && input.isEnabled()) {
+            input.setEnabled(false);
+            stop();
+        }
     });
+    if (!input.isEnabled())
+        QTimer::singleShot(int(QByteArray(argv[2]).toDouble() * 1000), &app, stop);
     const int rc = app.exec();
     LumoIpcFree();
     return rc;

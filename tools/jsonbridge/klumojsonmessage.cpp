@@ -131,4 +131,10 @@ KLumoJsonMessage::Reply KLumoJsonMessage::decodeReply(const Method &method,
     return reply;
 }
 
+const char *KLumoJsonMessage::typeName(int messageType)
+{
+    static const char *const names[] = {"unknown", "call", "reply", "exception", "oneway"};
+    return messageType >= pt::T_CALL && messageType <= pt::T_ONEWAY ? names[messageType] : names[0];
+}
+
 } // namespace ofx::lumo

@@ -52,6 +52,9 @@ public:
     static std::string encodeException(const std::string &name, int32_t seqId, int type,
                                        const std::string &message);
     static Reply decodeReply(const jsonschema::Method &method, const std::string &bytes);
+
+    // "call", "reply", "exception", "oneway"; "unknown" for anything else.
+    static const char *typeName(int messageType);
 };
 
 } // namespace ofx::lumo

@@ -78,15 +78,29 @@ bool KLumoServiceEmulator::start(const QString &serverName, QString *error)
     return true;
 }
 
-bool KLumoServiceEmulator::setRequestLog(const QString &path, QString *error)
+namespace {
+
+bool openLog(QFile *file, const QString &path, const char *what, QString *error)
 {
-    m_requestLog.setFileName(path);
-    if (!m_requestLog.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
-        *error = QStringLiteral("cannot write the request log %1: %2")
-                     .arg(path, m_requestLog.errorString());
+    file->setFileName(path);
+    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+        *error = QStringLiteral("cannot write the %1 log %2: %3")
+                     .arg(QLatin1String(what), path, file->errorString());
         return false;
     }
     return true;
+}
+
+} // namespace
+
+bool KLumoServiceEmulator::setRequestLog(const QString &path, QString *error)
+{
+    return openLog(&m_requestLog, path, "request", error);
+}
+
+bool KLumoServiceEmulator::setFrameLog(const QString &path, QString *error)
+{
+    return openLog(&m_frameLog, path, "frame", error);
 }
 
 bool KLumoServiceEmulator::login(const KLumoJsonValue *profile, std::string *error)
@@ -218,6 +232,7 @@ void KLumoServiceEmulator::onReadyRead(QLocalSocket *socket)
             break;
         const std::string body(buf.constData() + pos + frame::HeaderSize, h.bodyLength());
         pos += int(h.total);
+        logFrame(false, h.seqId, body);
         handleFrame(socket, h.seqId, body);
         if (!m_clients.count(socket))
             return;
@@ -328,8 +343,33 @@ void KLumoServiceEmulator::logRequest(const std::string &method, const KLumoJson
     m_requestLog.flush();
 }
 
+void KLumoServiceEmulator::logFrame(bool sent, quint32 seqId, const std::string &body)
+{
+    if (!m_frameLog.isOpen())
+        return;
+    KLumoJsonValue line = KLumoJsonValue::object();
+    line.insert("frame", sent ? "sent" : "received");
+    line.insert("seq", int64_t(seqId));
+    line.insert("bytes", int64_t(body.size() + frame::HeaderSize));
+    const bool reply = sent && seqId != 0;
+    try {
+        const KLumoJsonMessage::Call call = KLumoJsonMessage::decodeCall(
+            sent && seqId == 0 ? NotifyService : RequestService, body, !reply);
+        line.insert("method", call.name);
+        line.insert("type", KLumoJsonMessage::typeName(call.type));
+        if (!reply && call.method)
+            line.insert("args", call.args);
+    } catch (const std::exception &e) {
+        line.insert("error", e.what());
+    }
+    const std::string text = line.serialize() + "\n";
+    m_frameLog.write(text.data(), qint64(text.size()));
+    m_frameLog.flush();
+}
+
 void KLumoServiceEmulator::send(QLocalSocket *socket, quint32 seqId, const std::string &body)
 {
+    logFrame(true, seqId, body);
     char header[frame::HeaderSize];
     frame::writeHeader(header, quint32(body.size()), seqId);
     size_t sent = 0;

@@ -43,6 +43,9 @@ public:
     QString fullServerName() const { return m_server.fullServerName(); }
     // Appends every request received as a JSON line to @p path.
     bool setRequestLog(const QString &path, QString *error);
+    // Appends every frame received and sent as a JSON line to @p path: what
+    // crossed the socket, in order each way, for comparing with a capture.
+    bool setFrameLog(const QString &path, QString *error);
 
     // Takes the login-status lock; @p profile (a string map) replaces the
     // scenario's when given.
@@ -82,6 +85,7 @@ private:
     std::string answer(const std::string &method, const KLumoJsonValue &args, int32_t seqId,
                        int *delayMs);
     void logRequest(const std::string &method, const KLumoJsonValue &args);
+    void logFrame(bool sent, quint32 seqId, const std::string &body);
     void send(QLocalSocket *socket, quint32 seqId, const std::string &body);
 
     QLocalServer m_server;
@@ -91,6 +95,7 @@ private:
     std::unique_ptr<KLumoLockFile> m_mainLock;
     std::unique_ptr<KLumoLockFile> m_loginLock;
     QFile m_requestLog;
+    QFile m_frameLog;
     quint64 m_requests = 0;
     bool m_stopped = false;
     bool m_stalled = false;

@@ -27,6 +27,7 @@ const char Usage[] =
     "Options:\n"
     "  --scenario FILE      replies, delays, failures and the login profile (JSON)\n"
     "  --request-log FILE   append every request received as a JSON line\n"
+    "  --frame-log FILE     append every frame received and sent as a JSON line\n"
     "  --server-name NAME   listen on NAME instead of the name the library forms\n"
     "  --autologin, autologin  log the profile's user in at start\n"
     "  -h, --help           show this help\n"
@@ -154,14 +155,17 @@ int main(int argc, char *argv[])
     if (!args.isEmpty() && args.at(0) == QLatin1String("ctl"))
         return runControl(args.mid(1), serverName);
 
-    QString scenarioFile, requestLog;
+    QString scenarioFile, requestLog, frameLog;
     bool autologin = false;
     for (int i = 0; i < args.size(); ++i) {
         const QString &a = args.at(i);
-        if (a == QLatin1String("--scenario") || a == QLatin1String("--request-log")) {
+        if (a == QLatin1String("--scenario") || a == QLatin1String("--request-log")
+            || a == QLatin1String("--frame-log")) {
             if (i + 1 >= args.size())
                 return usageError("option needs a value");
-            (a == QLatin1String("--scenario") ? scenarioFile : requestLog) = args.at(++i);
+            (a == QLatin1String("--scenario")          ? scenarioFile
+                 : a == QLatin1String("--request-log") ? requestLog
+                                                       : frameLog) = args.at(++i);
         } else if (a == QLatin1String("autologin") || a == QLatin1String("--autologin")) {
             autologin = true;
         } else if (a.startsWith(QLatin1Char('/'))) {
@@ -179,7 +183,8 @@ int main(int argc, char *argv[])
         return 2;
     }
     QString qerror;
-    if (!requestLog.isEmpty() && !emulator.setRequestLog(requestLog, &qerror)) {
+    if ((!requestLog.isEmpty() && !emulator.setRequestLog(requestLog, &qerror))
+        || (!frameLog.isEmpty() && !emulator.setFrameLog(frameLog, &qerror))) {
         std::fprintf(stderr, "lumo-service: %s\n", qPrintable(qerror));
         return 1;
     }

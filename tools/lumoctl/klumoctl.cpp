@@ -4,6 +4,7 @@
 #include "klumoctlcatalog.h"
 #include "klumoctlconsole.h"
 #include "klumoctlmonitor.h"
+#include "klumoctltrace.h"
 #include "lumoctl_dispatch.h"
 
 #include "ipc/lumoipc.h"
@@ -57,10 +58,20 @@ const char *const HelpTexts[][2] = {
      "lumoctl start [PARAM] [--timeout S]\n"
      "  Starts the service through the library (PARAM defaults to \"autologin\")\n"
      "  and waits until it runs.\n"},
+    {"trace",
+     "lumoctl trace FILE... [--stats [--json] | --timeline OUT.json | --follow]\n"
+     "  Reads captures the library wrote (LUMOIPC_CAPTURE) and prints each frame\n"
+     "  as a JSON line (several files merge by time): time, host, direction, seq,\n"
+     "  bytes, method, type and the decoded args or result. --stats prints per\n"
+     "  method the calls, replies, failures, calls never answered, bytes and\n"
+     "  latency p50/p99/max (--json: as JSON); --timeline writes Trace Event JSON\n"
+     "  for Perfetto or chrome://tracing (\"-\": stdout); --follow tails files\n"
+     "  being written.\n"
+     "  Needs no service.\n"},
 };
 
 const char Usage[] = "Usage: lumoctl [--verbose] COMMAND [ARGS]\n"
-                     "Commands: status, call, generic, monitor, methods, describe, start.\n"
+                     "Commands: status, call, generic, monitor, methods, describe, start, trace.\n"
                      "`lumoctl help COMMAND` or `lumoctl COMMAND --help` for details.\n";
 
 QString serverName()
@@ -115,6 +126,8 @@ int KLumoCtl::run(const QStringList &argsIn)
         return KLumoCtlCatalog::describe(args);
     if (cmd == QLatin1String("start"))
         return start(args);
+    if (cmd == QLatin1String("trace"))
+        return KLumoCtlTrace::run(args);
     return usageError(QStringLiteral("unknown command \"%1\"").arg(cmd));
 }
 

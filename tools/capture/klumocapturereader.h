@@ -1,0 +1,83 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QVector>
+
+namespace ofx::lumo {
+
+/**
+ * Reads the library's traffic captures (pcapng) incrementally: bytes go in as
+ * they are read from the file, packets come out once their block is whole. A
+ * block cut short is waited for, so a file still being written can be tailed;
+ * finish() tells a truncated file from a complete one. Blocks of unknown types
+ * are skipped by their length; anything malformed ends the reading with an
+ * error that names its byte offset in the file. Either byte order is read.
+ *
+ * libpcap would read the packets but not their direction flags nor the
+ * interface descriptions, which say which host process wrote them.
+ *
+ * A plain value type; one thread at a time.
+ */
+class KLumoCaptureReader
+{
+public:
+    enum class Next { Packet, NeedMore, Error };
+    // The direction bits of a packet's flags, as the library writes them.
+    enum Direction { UnknownDirection = 0, Inbound = 1, Outbound = 2 };
+
+    struct Interface
+    {
+        quint16 linkType = 0;
+        QString name; // the local server name the host connected to
+        QString description; // "<application> (pid <pid>)"
+        quint64 unitsPerSecond = 1000000; // of the packets' timestamps
+        qint64 offsetSeconds = 0;
+    };
+    struct Packet
+    {
+        int section = 0; // counts section headers; interface ids are per section
+        int interfaceId = 0;
+        qint64 timeNs = 0; // since the Unix epoch
+        Direction direction = UnknownDirection;
+        quint32 originalLength = 0; // larger than data.size() when the packet was cut
+        QByteArray data;
+        qint64 offset = 0; // of its block in the file
+    };
+
+    void append(const QByteArray &bytes);
+    // The next packet; NeedMore at the end of what was appended so far.
+    Next next(Packet *packet);
+    // Call at the end of the input: false (with error()) when a block is cut
+    // short or no section header was seen.
+    bool finish();
+
+    QString error() const { return m_error; }
+    // Of the current section.
+    const QVector<Interface> &interfaces() const { return m_interfaces; }
+    QString application() const { return m_application; }
+
+private:
+    quint16 u16(int at) const;
+    quint32 u32(int at) const;
+    Next fail(qint64 offset, const QString &what);
+    Next readSectionHeader(int length);
+    Next readInterface(int length);
+    Next readPacket(int length, Packet *packet);
+    // Walks the options in [at, end) of the block at @p blockOffset; calls
+    // @p take(code, valueAt, length) for each. False when one overruns the block.
+    template<class F> bool readOptions(int at, int end, F take);
+
+    QByteArray m_buffer;
+    int m_pos = 0; // start of the next block in m_buffer
+    qint64 m_base = 0; // file offset of m_buffer's first byte
+    bool m_swap = false;
+    bool m_inSection = false;
+    bool m_failed = false;
+    int m_section = -1;
+    QVector<Interface> m_interfaces;
+    QString m_application;
+    QString m_error;
+};
+
+} // namespace ofx::lumo
