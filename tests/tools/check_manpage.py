@@ -12,20 +12,16 @@ import subprocess
 import sys
 
 
-def run(*args):
-    return subprocess.run(args, capture_output=True, text=True, check=False)
-
-
 def helped(tool, *args):
-    return run(tool, *args, '--help').stdout
+    return subprocess.run([tool, *args, '--help'], capture_output=True, text=True).stdout
 
 
 def main(page, tool):
     # Wide, so that no option is broken across lines; plain ASCII hyphens.
     env = dict(os.environ, MANWIDTH='1000', LC_ALL='C.UTF-8')
     rendered = subprocess.run(['man', '--warnings', '-l', page], capture_output=True,
-                              text=True, env=env, check=False)
-    if rendered.returncode or rendered.stderr:
+                              text=True, env=env)
+    if rendered.returncode or rendered.stderr:  # a warning, or worse
         sys.exit(f'man -l {page}: exit {rendered.returncode}\n{rendered.stderr}')
     text = re.sub('[\u2010\u2212]', '-', rendered.stdout)
 
@@ -36,8 +32,7 @@ def main(page, tool):
     commands = listed.group(1).split(', ') if listed else []
     helps = [usage] + [helped(tool, c) for c in commands]
     section = re.search(r'^\w.*commands.*:\n((?:  .*\n?)+)', usage, re.M | re.I)
-    if section:
-        commands += re.findall(r'^  (\w+)', section.group(1), re.M)
+    commands += re.findall(r'^  (\w+)', section.group(1) if section else '', re.M)
 
     options = set(re.findall(r'(?<![\w-])(--?[a-z][\w-]*)', '\n'.join(helps)))
     missing = sorted(o for o in options if not re.search(rf'(?<![\w-]){o}(?![\w-])', text))
@@ -48,6 +43,4 @@ def main(page, tool):
 
 
 if __name__ == '__main__':
-    if len(sys.argv) != 3:
-        sys.exit(__doc__)
-    main(*sys.argv[1:])
+    main(*sys.argv[1:]) if len(sys.argv) == 3 else sys.exit(__doc__)
