@@ -3,6 +3,8 @@
 set -euo pipefail
 pkgs=(build-essential cmake ninja-build ccache pkg-config python3
       qtbase5-dev libthrift-dev thrift-compiler libboost-dev)
+# The API reference (the docs target) and the check of the manual pages.
+pkgs+=(doxygen man-db)
 pkgs+=("$@")
 missing=()
 for p in "${pkgs[@]}"; do

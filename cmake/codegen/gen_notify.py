@@ -15,7 +15,8 @@ kept):
                       "KLumoIpcProxy::<slot>" through the template's logSlot() and
                       re-emits; an Own slot is only declared
   @PUSH_CONNECTIONS@  connections from the push dispatcher `push` to the proxy
-  @HOST_SIGNALS@      the singleton's signals, in its declaration order
+  @HOST_SIGNALS@      the singleton's signals, in its declaration order, each
+                      after a reference comment
   @HOST_CONNECTIONS@  connections from the proxy `m_pProxy` to the singleton
   @TARGET_MEMBERS@    every member the notification handler invokes, as signals
 """
@@ -34,6 +35,34 @@ def forwarding_slot(slot):
             f'}}')
 
 
+# What the singleton's own signals mean; the rest carry a notification.
+PROXY_SIGNAL_DOCS = {
+    'notifyLoginStatusChange': 'The service reported a login or a logout; the login and company '
+                               'records (LumoIpcLoginCache(), LumoIpcCompanyCache()) are already '
+                               'updated.',
+    'notifySocketConnected': 'The library connected to the service.',
+    'notifySocketDisConnected': 'The connection to the service was lost; the library keeps '
+                                'reconnecting.',
+}
+
+
+def host_signal_doc(table, signal):
+    """One reference line per signal of the singleton, from its row."""
+    if signal.source == 'Proxy':
+        text = PROXY_SIGNAL_DOCS[signal.name]
+    elif signal.source == 'Push':
+        text = ('A local push message of the service (notifyBroadcastLocalMsg, '
+                '"act=" form) for this action.')
+    else:
+        emitters = {s.name for s in table.slots if s.emits == signal.name} | {signal.name}
+        wire = [n.method for n in table.notifications if n.member in emitters]
+        own = [n.method for n in table.notifications if n.kind == 'Own']
+        text = (f'The service sent the notification "{wire[0]}".' if wire
+                else f'The service sent one of {", ".join(own)}, which the library decodes '
+                     'into this signal.')
+    return f'/** {text} */'
+
+
 def host_connection(table, signal):
     receiver = table.host_name(signal) if signal.via == 'Signal' else signal.via
     return (f'connect(m_pProxy, &KLumoIpcProxy::{signal.name}, this, '
@@ -50,7 +79,8 @@ EXPANSIONS = {
         f'connect(push, &KLocalPushMsgDispatch::{s.name}, this, &KLumoIpcProxy::{s.name});'
         for s in table.signals if s.source == 'Push'],
     'HOST_SIGNALS': lambda table: [
-        f'void {declaration(table.host_name(s), s.params)};' for s in table.host_signals()],
+        f'{host_signal_doc(table, s)}\nvoid {declaration(table.host_name(s), s.params)};'
+        for s in table.host_signals()],
     'HOST_CONNECTIONS': lambda table: [
         host_connection(table, s) for s in table.signals if s.via != '-'],
     'TARGET_MEMBERS': lambda table: [

@@ -35,4 +35,28 @@ template<> constexpr const char *registeredName<LumoStringMap>(const char *)
     return "std::map<std::string,std::string>";
 }
 
+// The namespace-qualified name a host may write instead of the registered one,
+// registered as a typedef of it: @p qualified ("ofx::lumo::<token>") for
+// records, null for the standard types, which have no other name.
+template<class T> const char *qualifiedName(const char *qualified)
+{
+    return qualified;
+}
+template<> inline const char *qualifiedName<KLumoVoidResult>(const char *)
+{
+    return "ofx::lumoipc::KLumoVoidResult";
+}
+template<> inline const char *qualifiedName<LumoString>(const char *)
+{
+    return nullptr;
+}
+template<> inline const char *qualifiedName<LumoStringList>(const char *)
+{
+    return nullptr;
+}
+template<> inline const char *qualifiedName<LumoStringMap>(const char *)
+{
+    return nullptr;
+}
+
 } // namespace ofx::lumoipc

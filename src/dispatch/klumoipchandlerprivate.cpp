@@ -110,17 +110,18 @@ KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
 void KLumoIpcHandlerPrivate::registerMetaTypes()
 {
     KLumoMetaTypes::add<KRpcResponse>("KRpcResponse");
-    KLumoMetaTypes::add<LumoIpcArg>("LumoIpcArg");
-    KLumoMetaTypes::add<LumoIpcResult>("LumoIpcResult");
+    KLumoMetaTypes::add<LumoIpcArg>("LumoIpcArg", "ofx::lumo::LumoIpcArg");
+    KLumoMetaTypes::add<LumoIpcResult>("LumoIpcResult", "ofx::lumo::LumoIpcResult");
     KLumoMetaTypes::add<stringMap>("stringMap");
     KLumoMetaTypes::add<QPointer<QObject>>("QPointer<QObject>");
     KLumoMetaTypes::add<LumoString>(registeredName<LumoString>(""));
     KLumoMetaTypes::add<LumoStringList>(registeredName<LumoStringList>(""));
     KLumoMetaTypes::add<LumoStringMap>(registeredName<LumoStringMap>(""));
-    KLumoMetaTypes::add<KLumoVoidResult>("KLumoVoidResult");
+    KLumoMetaTypes::add<KLumoVoidResult>("KLumoVoidResult", "ofx::lumoipc::KLumoVoidResult");
 #define LUMO_DISPATCH(slot, method, Arg, Result, text)                                             \
-    KLumoMetaTypes::add<Arg>(registeredName<Arg>(#Arg));                                           \
-    KLumoMetaTypes::add<Result>(registeredName<Result>(#Result));
+    KLumoMetaTypes::add<Arg>(registeredName<Arg>(#Arg), qualifiedName<Arg>("ofx::lumo::" #Arg));   \
+    KLumoMetaTypes::add<Result>(registeredName<Result>(#Result),                                   \
+                                qualifiedName<Result>("ofx::lumo::" #Result));
 #include "dispatch/klumodispatchtable.def"
 #undef LUMO_DISPATCH
 }

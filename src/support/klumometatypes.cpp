@@ -1,6 +1,8 @@
 #include "support/klumometatypes.h"
 #include "support/klumoqueuedcall.h"
 
+#include <QMetaObject>
+
 namespace ofx::lumo {
 
 namespace {
@@ -20,6 +22,15 @@ void KLumoMetaTypes::record(int id)
 {
     QMutexLocker locker(&lock());
     registered().insert(id);
+}
+
+void KLumoMetaTypes::addTypedef(const char *name, int id)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    QMetaType::registerNormalizedTypedef(QMetaObject::normalizedType(name), QMetaType(id));
+#else
+    QMetaType::registerNormalizedTypedef(QMetaObject::normalizedType(name), id);
+#endif
 }
 
 QSet<int> KLumoMetaTypes::ids()

@@ -17,13 +17,19 @@ class KLumoMetaTypes
 {
 public:
     // Registers T under @p name (also as a typedef if T already has a
-    // different canonical name) and records the id.
-    template<typename T> static int add(const char *name)
+    // different canonical name) and records the id. @p qualified, when given,
+    // is T's namespace-qualified name, registered as a typedef of the same id:
+    // hosts write it in their slots, and an unregistered spelling would hide
+    // the slot from every look-up by type. Unregistering the id drops it too.
+    template<typename T> static int add(const char *name, const char *qualified = nullptr)
     {
         const int id = qRegisterMetaType<T>(name);
         record(id);
+        if (qualified)
+            addTypedef(qualified, id);
         return id;
     }
+    static void addTypedef(const char *name, int id);
     static void record(int id);
     static QSet<int> ids();
     // Unregisters every recorded id and empties the record, and with it the

@@ -1,16 +1,20 @@
 #include "support/klumoqueuedcall.h"
+#include "support/lumolog.h"
 
 #include <QByteArray>
 #include <QHash>
+#include <QMetaMethod>
 #include <QMetaType>
 #include <QPair>
 #include <QReadWriteLock>
+#include <QStringList>
 #include <QVarLengthArray>
 
 namespace ofx::lumo {
 
 // (receiver's class, "member(type,type,...)" as the caller spelled it) -> the
-// resolved member; members that resolve only.
+// resolved member, or a member of that name that takes other types (reported
+// once, when it enters); members that do not exist at all are not kept.
 struct KLumoQueuedCall::Cache
 {
     using Key = QPair<const QMetaObject *, QByteArray>;
@@ -53,22 +57,80 @@ KLumoQueuedCall::Method KLumoQueuedCall::resolve(const QMetaObject *meta, const 
             return *known;
     }
 
-    // The checks QMetaObject::invokeMethod makes before it queues: the member
-    // exists with these types, and every type is registered.
+    // The checks QMetaObject::invokeMethod makes before it queues: every type is
+    // registered, and the member takes these types.
     Method method;
-    method.index = meta->indexOfMethod(signature.constData());
-    if (method.index < 0)
-        method.index = meta->indexOfMethod(QMetaObject::normalizedSignature(signature));
-    for (int i = 0; method.index >= 0 && i < count; ++i) {
+    for (int i = 0; i < count; ++i) {
         method.typeIds[size_t(i)] = QMetaType::type(typeNames[i]);
         if (method.typeIds[size_t(i)] == QMetaType::UnknownType)
             return Method {};
     }
+    method.index = meta->indexOfMethod(signature.constData());
     if (method.index < 0)
-        return method;
+        method.index = meta->indexOfMethod(QMetaObject::normalizedSignature(signature));
+    // A host spells a record as it likes (CreateFolderResult, ofx::lumo::
+    // CreateFolderResult, a using declaration): moc keeps the spelling, so the
+    // text need not match where the types do.
+    bool named = false;
+    if (method.index < 0)
+        method.index = indexByTypes(meta, member, method.typeIds.data(), count, &named);
+    // No member of that name at all: Qt's warning says so, on every call.
+    if (method.index < 0 && !named)
+        return Method {};
+    method.unfit = method.index < 0;
     tsan::WriteLocker locker(&c.lock);
-    c.methods.insert(Cache::Key(meta, QByteArray(signature.constData(), signature.size())), method);
+    const QByteArray kept(signature.constData(), signature.size());
+    if (method.unfit && !c.methods.contains(Cache::Key(meta, kept)))
+        reportUnfit(meta, member, kept);
+    c.methods.insert(Cache::Key(meta, kept), method);
     return method;
+}
+
+int KLumoQueuedCall::indexByTypes(const QMetaObject *meta, const char *member, const int *typeIds,
+                                  int count, bool *named)
+{
+    // From the most derived class down, as Qt looks members up.
+    for (int index = meta->methodCount() - 1; index >= 0; --index) {
+        const QMetaMethod candidate = meta->method(index);
+        if (candidate.name() != member)
+            continue;
+        *named = true;
+        if (candidate.parameterCount() != count)
+            continue;
+        bool fits = true;
+        for (int i = 0; fits && i < count; ++i) {
+            int id = candidate.parameterType(i);
+            if (id == QMetaType::UnknownType) {
+                // "::ofx::lumo::X" is "ofx::lumo::X", but moc keeps the leading
+                // colons, and "const ::X &" as "const::X&".
+                QByteArray spelled = candidate.parameterTypes().at(i);
+                if (spelled.startsWith("const::") && spelled.endsWith('&'))
+                    spelled = spelled.mid(5, spelled.size() - 6);
+                if (spelled.startsWith("::"))
+                    id = QMetaType::type(spelled.constData() + 2);
+            }
+            fits = id == typeIds[i];
+        }
+        if (fits)
+            return index;
+    }
+    return -1;
+}
+
+void KLumoQueuedCall::reportUnfit(const QMetaObject *meta, const char *member,
+                                  const QByteArray &expected)
+{
+    QStringList found;
+    for (int index = meta->methodCount() - 1; index >= 0; --index) {
+        const QMetaMethod candidate = meta->method(index);
+        if (candidate.name() == member)
+            found << QString::fromLatin1(candidate.methodSignature());
+    }
+    log::warning(lcLumoIpc(),
+                 QStringLiteral("KLumoQueuedCall::invoke: %1::%2 does not take these arguments; "
+                                "expected %3")
+                     .arg(QLatin1String(meta->className()), found.join(QLatin1String(", ")),
+                          QString::fromLatin1(expected)));
 }
 
 std::shared_ptr<void> KLumoQueuedCall::copyOf(int typeId, const void *data)

@@ -2,6 +2,7 @@
 
 #include "support/klumotsan.h"
 
+#include <QByteArray>
 #include <QMetaObject>
 #include <QObject>
 
@@ -23,8 +24,12 @@ namespace ofx::lumo {
  * finds a type by name with a scan over every registered type (twice when the
  * name needs normalising), and with the several hundred records the library
  * registers that scan costs more than the rest of a call or a notification.
- * A member that does not resolve (no such member, these types, or a type that
- * is not registered) goes to the literal call, so Qt reports it as ever.
+ * A member is found by its name and its parameters' meta types, not by the
+ * text of its signature: a host may spell a record with or without its
+ * namespace (the library registers both names). A member of that name that
+ * takes other types is reported once, as the expected signature, and every
+ * call to it returns false; a member that does not exist at all, or a type
+ * that is not registered, goes to the literal call, so Qt reports it as ever.
  *
  * The look-ups are kept in one process-wide cache keyed by the receiver's
  * class, the member and the type names, as text: the names come from hosts as
@@ -50,8 +55,9 @@ public:
 
     // Queues receiver->member(values...), the member taking @p typeNames (at
     // most ten, each the registered name of the value's type, or Untyped's).
-    // Returns whether the call was queued; false and Qt's warning when it
-    // cannot be, false without a warning when @p receiver is null. @p member
+    // Returns whether the call was queued; false and a warning when it cannot
+    // be (Qt's, or the library's once for a member that takes other types),
+    // false without a warning when @p receiver is null. @p member
     // and @p typeNames are only read during the call.
     template<class... T>
     static bool invoke(QObject *receiver, const char *member,
@@ -72,6 +78,8 @@ public:
                  });
             return true;
         }
+        if (method.unfit)
+            return false; // reported once, when first resolved
         return byName(receiver, member, typeNames, Order(), values...);
     }
 
@@ -90,12 +98,19 @@ private:
     struct Method
     {
         int index = -1; // absolute, or -1 when the member does not resolve
+        bool unfit = false; // a member of that name exists, but takes other types
         std::array<int, MaxArguments> typeIds {};
     };
     struct Cache;
     static Cache &cache();
     static Method resolve(const QMetaObject *meta, const char *member, const char *const *typeNames,
                           int count);
+    // The member named @p member taking exactly these meta types, however its
+    // declaration spells them; -1 if none. *named: some member has that name.
+    static int indexByTypes(const QMetaObject *meta, const char *member, const int *typeIds,
+                            int count, bool *named);
+    static void reportUnfit(const QMetaObject *meta, const char *member,
+                            const QByteArray &expected);
     // A copy of *data made by the meta-type system; null when it cannot be made.
     static std::shared_ptr<void> copyOf(int typeId, const void *data);
 

@@ -1,8 +1,38 @@
 # Installs the build into a private prefix, builds examples/host against the
-# installed package (find_package(LumoIpc)) and runs it; pkg-config finds it too.
+# installed package, and runs it: the library starts the service emulator as
+# the suite's "ofxcloudsvr", and the emulator pushes a notification once the
+# host waits for one. Also: pkg-config finds the package, and the README's host
+# snippet is the example's own code.
 #   -DBUILD_DIR=<top build dir> -DSOURCE_DIR=<top source dir> -DWORK_DIR=<scratch dir>
+#   -DSERVICE=<lumo-service> [-DQT_MAJOR_VERSION=5|6]
+if(NOT QT_MAJOR_VERSION)
+  set(QT_MAJOR_VERSION 5)
+endif()
+set(suffix "")
+if(QT_MAJOR_VERSION EQUAL 6)
+  set(suffix -qt6)
+endif()
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
+
+# The README's fenced C++ block, as written, is part of the example.
+file(READ ${SOURCE_DIR}/README.md readme)
+string(REGEX MATCH "```cpp\n([^`]*)```" block "${readme}")
+file(READ ${SOURCE_DIR}/examples/host/main.cpp example)
+string(FIND "${example}" "${CMAKE_MATCH_1}" at)
+if(NOT block OR at EQUAL -1)
+  message(FATAL_ERROR "README.md's host snippet is not a part of examples/host/main.cpp")
+endif()
+
+# Fails unless @p out holds every further argument.
+function(expect out)
+  foreach(text ${ARGN})
+    string(FIND "${out}" "${text}" at)
+    if(at EQUAL -1)
+      message(FATAL_ERROR "the output lacks \"${text}\":\n${out}")
+    endif()
+  endforeach()
+endfunction()
 
 # Runs a command; fails unless it succeeds and its output holds every EXPECT text.
 function(run)
@@ -12,12 +42,7 @@ function(run)
   if(NOT rc EQUAL 0)
     message(FATAL_ERROR "failed (${rc}): ${R_UNPARSED_ARGUMENTS}\n${out}\n${err}")
   endif()
-  foreach(text ${R_EXPECT})
-    string(FIND "${out}" "${text}" at)
-    if(at EQUAL -1)
-      message(FATAL_ERROR "output of ${R_UNPARSED_ARGUMENTS} lacks \"${text}\":\n${out}")
-    endif()
-  endforeach()
+  expect("${out}" ${R_EXPECT})
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component lumoipc)
@@ -26,10 +51,48 @@ if(CCACHE)
   set(launcher -DCMAKE_CXX_COMPILER_LAUNCHER=${CCACHE})
 endif()
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/examples/host -B ${WORK_DIR}/build -G Ninja
-    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release ${launcher})
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release -DQT_MAJOR_VERSION=${QT_MAJOR_VERSION}
+    ${launcher})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-run(${CMAKE_COMMAND} -E env TMPDIR=${WORK_DIR} HOME=${WORK_DIR} XDG_CONFIG_HOME=${WORK_DIR}/config
-    QT_LOGGING_RULES=lumoipc*=false ${WORK_DIR}/build/lumo_example_host
-    EXPECT "logined=0 running=0" "record=example.txt" "freed object=(nil)")
-run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${prefix}/lib/pkgconfig pkg-config --cflags --libs lumoipc
-    EXPECT "-llumoipc" "/include/lumoipc")
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${prefix}/lib/pkgconfig pkg-config --cflags --libs
+    lumoipc${suffix} EXPECT "-llumoipc${suffix}" "/include/lumoipc")
+
+# From here on the host's private world: folders, the suite, the scenario.
+foreach(dir t home suite)
+  file(MAKE_DIRECTORY ${WORK_DIR}/${dir})
+endforeach()
+set(ENV{TMPDIR} ${WORK_DIR}/t)
+set(ENV{HOME} ${WORK_DIR}/home)
+set(ENV{XDG_CONFIG_HOME} ${WORK_DIR}/home/.config)
+set(ENV{XDG_DATA_HOME} ${WORK_DIR}/home/.local/share)
+set(ENV{LUMO_SUITE_DIR} ${WORK_DIR}/suite)
+set(ENV{LUMOIPC_CALL_EXPIRY_MS} 1000)
+set(ENV{QT_LOGGING_RULES} "lumoipc*=false")
+file(WRITE ${WORK_DIR}/scenario.json [[
+{ "methods": { "createFolder": { "reply": { "folderId": "f-1", "folderName": "Reports" } },
+               "remove": { "fail": "disk full" },
+               "createFile": { "delayMs": 300 } } }
+]])
+# Detached, it must not hold the host's output open.
+file(WRITE ${WORK_DIR}/suite/ofxcloudsvr "#!/bin/sh\nexec '${SERVICE}' --scenario \
+'${WORK_DIR}/scenario.json' \"$@\" </dev/null >'${WORK_DIR}/service.log' 2>&1\n")
+file(CHMOD ${WORK_DIR}/suite/ofxcloudsvr PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+
+# The host's output runs through a pusher that sends a notification when the
+# host says it waits for one.
+execute_process(
+  COMMAND ${WORK_DIR}/build/lumo_example_host
+  COMMAND sh -c "while IFS= read -r line; do printf '%s\\n' \"$line\"; \
+    [ \"$line\" = 'waiting for notifications' ] && '${SERVICE}' ctl push notifyNewMsgList \
+    '[\"m1\",\"m2\"]' >/dev/null; done; exit 0"
+  RESULTS_VARIABLE rcs OUTPUT_VARIABLE out ERROR_VARIABLE err)
+# The service was started detached, for the user: stop it.
+execute_process(COMMAND ${SERVICE} ctl stop OUTPUT_QUIET ERROR_QUIET)
+
+if(NOT rcs STREQUAL "0;0" OR out MATCHES "although cancelled")
+  message(FATAL_ERROR "the example host failed (${rcs}):\n${out}\n${err}")
+endif()
+expect("${out}" "starting the service" "login: logined=1" "createFile: cancelled=1"
+       "waiting for notifications" "createFolder: ok=1 id=32 folderId=\"f-1\""
+       "getLoginInfo: ok=1 isLogined=1" "remove: failed, handled (state=0)"
+       "notifyNewMsgList: m1,m2" "freed object=(nil)")

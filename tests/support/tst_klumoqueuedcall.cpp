@@ -48,8 +48,8 @@ private Q_SLOTS:
         worker.wait();
     }
 
-    // Qt's own refusal when the member does not resolve; nothing once the
-    // receiver is gone.
+    // Qt's own refusal when no member has that name or a type is not
+    // registered; nothing once the receiver is gone.
     void unresolvedOrGone()
     {
         Receiver r;
@@ -57,8 +57,8 @@ private Q_SLOTS:
         QVERIFY(!KLumoQueuedCall::invoke(&r, "opaque", {"Opaque"}, Opaque()));
         QTest::ignoreMessage(QtWarningMsg,
                              QRegularExpression("^QMetaObject::invokeMethod: No "
-                                                "such method Receiver::take\\(int\\)"));
-        QVERIFY(!KLumoQueuedCall::invoke(&r, "take", {"int"}, 1));
+                                                "such method Receiver::missing\\(int\\)"));
+        QVERIFY(!KLumoQueuedCall::invoke(&r, "missing", {"int"}, 1));
         auto *gone = new Receiver;
         QVERIFY(KLumoQueuedCall::invoke(gone, "take", {"QString", "int"}, QString(), 1));
         delete gone; // would crash below if the call were still queued
