@@ -8,6 +8,7 @@
 
 #include "KLumoServices.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QMetaMethod>
 #include <QTimer>
@@ -91,8 +92,11 @@ KLumoIpcHandlerPrivate::KLumoIpcHandlerPrivate(
 KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
 {
     m_results->pending().clear();
-    // The timer belongs to the worker: stop and free it there, after every call
-    // queued so far, then let the thread end.
+    // Calls still queued never start: they end silently, like those in flight.
+    QCoreApplication::removePostedEvents(this);
+    m_worker.requestInterruption(); // a slot that takes long may give up now
+    // The timer belongs to the worker: once the slot running now (if any) is
+    // done, stop and free it there, then let the thread end.
     KLumoQueuedCall::post(this, [this] {
         onCheckExpriedTimerAutoPolicy();
         delete m_expiryTimer;
@@ -100,11 +104,12 @@ KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
         tsan::release(this); // QThread::wait() below is invisible to it
         m_worker.quit();
     });
-    const bool stopped = m_worker.wait(5000);
-    tsan::acquire(this);
-    if (!stopped)
+    if (!m_worker.wait(5000)) {
         ofx::lumo::log::warning(
             lcLumoIpc(), QStringLiteral("KLumoIpcHandlerPrivate: worker did not stop in time"));
+        m_worker.wait(); // a running QThread is never destroyed
+    }
+    tsan::acquire(this);
 }
 
 void KLumoIpcHandlerPrivate::registerMetaTypes()

@@ -43,9 +43,10 @@ void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QStri
     // A slot that does not resolve is left to Qt's own look-up, which says why.
     const QByteArray slotName = slotMethod.toUtf8();
     using ofx::lumo::KLumoQueuedCall;
-    if (!KLumoQueuedCall::invoke(target, slotName.constData(), {"bool", "QString", typeName},
-                                 success, requestId,
-                                 KLumoQueuedCall::Untyped {value, std::move(owned)}))
+    if (!KLumoQueuedCall::invokeWhile(std::weak_ptr<const char>(m_alive), target,
+                                      slotName.constData(), {"bool", "QString", typeName}, success,
+                                      requestId,
+                                      KLumoQueuedCall::Untyped {value, std::move(owned)}))
         ofx::lumo::log::info(
             lcLumoIpc(),
             QStringLiteral("KLumoIpcHandlerPrivate::onResultEx method: %1 Failed to invoke")

@@ -13,6 +13,7 @@ namespace ofx::lumoipc {
  * Ends calls: removes a call's pending record and queues the receiver's slot
  * (bool success, const QString &requestId, const T &value) into the receiver's
  * thread. The first party to end a call delivers; later ones find no record.
+ * A result still queued when this object is destroyed is dropped on arrival.
  *
  * Shared between the dispatcher's worker and the thread that completes replies;
  * completion callbacks hold it weakly. The pending record has its own lock;
@@ -39,6 +40,7 @@ private:
                  std::shared_ptr<void> owned, const char *typeName);
 
     KLumoPendingCalls m_pending;
+    const std::shared_ptr<const char> m_alive = std::make_shared<const char>(); // the gate
 };
 
 } // namespace ofx::lumoipc

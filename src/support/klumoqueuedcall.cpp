@@ -135,10 +135,13 @@ void KLumoQueuedCall::reportUnfit(const QMetaObject *meta, const char *member,
 
 std::shared_ptr<void> KLumoQueuedCall::copyOf(int typeId, const void *data)
 {
-    void *copy = QMetaType::create(typeId, data);
+    // The type's functions, taken now: a queued call may be dropped after
+    // LumoIpcFree() unregistered the type, when its id may be another type's.
+    auto type = std::make_shared<const QMetaType>(typeId);
+    void *copy = type->create(data);
     if (!copy)
         return nullptr;
-    return std::shared_ptr<void>(copy, [typeId](void *p) { QMetaType::destroy(typeId, p); });
+    return std::shared_ptr<void>(copy, [type](void *p) { type->destroy(p); });
 }
 
 void KLumoQueuedCall::clearCache()

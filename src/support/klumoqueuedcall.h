@@ -63,24 +63,18 @@ public:
     static bool invoke(QObject *receiver, const char *member,
                        const std::array<const char *, sizeof...(T)> &typeNames, T... values)
     {
-        static_assert(sizeof...(T) <= MaxArguments, "QMetaObject::invokeMethod takes ten");
-        if (!receiver)
-            return false;
-        using Order = std::index_sequence_for<T...>;
-        const Method method =
-            resolve(receiver->metaObject(), member, typeNames.data(), int(sizeof...(T)));
-        std::array<std::shared_ptr<void>, sizeof...(T)> copies;
-        if (method.index >= 0 && copyUntyped(method, copies, Order(), values...)) {
-            post(receiver,
-                 [receiver, index = method.index,
-                  args = take(copies, Order(), std::move(values)...)]() mutable {
-                     call(receiver, index, args, Order());
-                 });
-            return true;
-        }
-        if (method.unfit)
-            return false; // reported once, when first resolved
-        return byName(receiver, member, typeNames, Order(), values...);
+        return queue(nullptr, receiver, member, typeNames, std::move(values)...);
+    }
+
+    // As invoke(), except that the member does not run if @p gate has expired
+    // by then: whatever a component queued is dropped once it is gone. (A
+    // member that does not resolve goes to Qt's call by name, which has no gate.)
+    template<class... T>
+    static bool invokeWhile(const std::weak_ptr<const void> &gate, QObject *receiver,
+                            const char *member,
+                            const std::array<const char *, sizeof...(T)> &typeNames, T... values)
+    {
+        return queue(&gate, receiver, member, typeNames, std::move(values)...);
     }
 
     // Runs @p fn in @p target's thread, queued; dropped if the target goes first.
@@ -94,6 +88,32 @@ public:
 
 private:
     static constexpr int MaxArguments = 10;
+
+    template<class... T>
+    static bool queue(const std::weak_ptr<const void> *gate, QObject *receiver, const char *member,
+                      const std::array<const char *, sizeof...(T)> &typeNames, T... values)
+    {
+        static_assert(sizeof...(T) <= MaxArguments, "QMetaObject::invokeMethod takes ten");
+        if (!receiver)
+            return false;
+        using Order = std::index_sequence_for<T...>;
+        const Method method =
+            resolve(receiver->metaObject(), member, typeNames.data(), int(sizeof...(T)));
+        std::array<std::shared_ptr<void>, sizeof...(T)> copies;
+        if (method.index >= 0 && copyUntyped(method, copies, Order(), values...)) {
+            post(receiver,
+                 [receiver, index = method.index, gated = gate != nullptr,
+                  open = gate ? *gate : std::weak_ptr<const void>(),
+                  args = take(copies, Order(), std::move(values)...)]() mutable {
+                     if (!gated || !open.expired())
+                         call(receiver, index, args, Order());
+                 });
+            return true;
+        }
+        if (method.unfit)
+            return false; // reported once, when first resolved
+        return byName(receiver, member, typeNames, Order(), values...);
+    }
 
     struct Method
     {
@@ -112,6 +132,7 @@ private:
     static void reportUnfit(const QMetaObject *meta, const char *member,
                             const QByteArray &expected);
     // A copy of *data made by the meta-type system; null when it cannot be made.
+    // It is destroyed as its type was then, even after the type was unregistered.
     static std::shared_ptr<void> copyOf(int typeId, const void *data);
 
     // The functor handed to the receiver's thread. The hand-over goes through

@@ -35,7 +35,7 @@ char *KLumoFrameReader::recvSpace(quint32 hint, quint32 *room)
     if (m_direct.active) {
         const quint32 want = qMin(m_direct.remaining, qMax<quint32>(hint, 256 * 1024));
         try {
-            p = reinterpret_cast<char *>(m_direct.target->getWritePtr(want));
+            p = reinterpret_cast<char *>(m_direct.body->getWritePtr(want));
             *room = want;
         } catch (const std::exception &) {
             *room = 0;
@@ -55,7 +55,7 @@ void KLumoFrameReader::onRecvCommitted(quint32 len)
     m_nReceived += len;
     m_nCopied += len; // the read into our memory is a copy too
     if (m_direct.active) {
-        m_direct.target->wroteBytes(len);
+        m_direct.body->wroteBytes(len);
         m_direct.remaining -= len;
         if (m_direct.remaining > 0)
             return;
@@ -91,22 +91,23 @@ void KLumoFrameReader::append(const char *data, quint32 len)
 
 void KLumoFrameReader::startDirect(const frame::Header &h)
 {
-    TMemoryBuffer *target = m_pSink->streamTarget(h.seqId);
-    if (!target)
+    if (!m_pSink->awaitsReply(h.seqId))
         return; // left to the complete-frame checks
     const quint32 have = m_buffer.size() - frame::HeaderSize;
+    std::unique_ptr<KLumoReplyBuffer> body;
     try {
-        uint8_t *dst = target->getWritePtr(have);
-        std::memcpy(dst, m_buffer.data() + frame::HeaderSize, have);
-        target->wroteBytes(have);
+        // Grows with what arrives, not with what the header claims.
+        body = std::make_unique<KLumoReplyBuffer>(qMax<quint32>(have, 4096));
+        std::memcpy(body->getWritePtr(have), m_buffer.data() + frame::HeaderSize, have);
+        body->wroteBytes(have);
     } catch (const std::exception &) {
-        return; // a buffer over foreign memory: stage the frame instead
+        return; // no memory for it now: stage the frame instead
     }
     m_nCopied += have;
     m_buffer.clear();
     m_direct.active = true;
     m_direct.seqId = h.seqId;
-    m_direct.target = target;
+    m_direct.body = std::move(body);
     m_direct.remaining = h.bodyLength() - have;
     m_direct.length = h.bodyLength();
     m_direct.header = h;
@@ -116,16 +117,18 @@ void KLumoFrameReader::finishDirect()
 {
     const quint32 id = m_direct.seqId;
     const quint32 length = m_direct.length;
+    // Held here: the sink may reset the reader, or destroy it, meanwhile.
+    const std::unique_ptr<KLumoReplyBuffer> body = std::move(m_direct.body);
     if (KLumoCaptureWriter::isActive()) {
-        uint8_t *body = nullptr;
+        uint8_t *bytes = nullptr;
         uint32_t have = 0;
-        m_direct.target->getBuffer(&body, &have); // the whole body, nothing read yet
+        body->getBuffer(&bytes, &have); // the whole body, nothing read yet
         KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound,
                                    reinterpret_cast<const char *>(&m_direct.header),
-                                   reinterpret_cast<const char *>(body), qMin(have, length));
+                                   reinterpret_cast<const char *>(bytes), qMin(have, length));
     }
     m_direct = Direct();
-    if (const int broken = m_pSink->onFrame(id, nullptr, length))
+    if (const int broken = m_pSink->onStreamedReply(id, *body))
         violation(QStringLiteral("!!onRecvData %1").arg(broken));
 }
 

@@ -2,22 +2,21 @@
 
 #include "transport/klumoframe.h"
 #include "transport/klumorecvbuffer.h"
+#include "transport/klumoreplybuffer.h"
 
 #include <QPointer>
 #include <QString>
 
-namespace apache::thrift::transport {
-class TMemoryBuffer;
-}
+#include <memory>
 
 namespace ofx::lumo {
 
 /**
  * The receive side of a channel: reassembles frames (the 20-byte header, then
  * the body) from whatever pieces the socket reads, streams the body of a large
- * reply straight into the receive buffer of the call waiting for it, and
- * enforces the rules of the stream. A violation is logged as "!!onRecvData <n>"
- * and ends the connection through the sink; nothing is repaired in place.
+ * reply into a buffer of its own as it arrives, and enforces the rules of the stream. A violation
+ * is logged as "!!onRecvData <n>" and ends the connection through the sink; nothing is repaired in
+ * place.
  *
  * Owned by the channel and used on its owner thread only. Any call into the
  * sink may reset() the reader (the connection was closed) or destroy the
@@ -31,15 +30,15 @@ public:
     class Sink
     {
     public:
-        // The receive buffer of the call waiting for @p seqId, emptied so that
-        // a large reply can be written into it as it arrives; null when no
-        // such call waits.
-        virtual apache::thrift::transport::TMemoryBuffer *streamTarget(quint32 seqId) = 0;
+        // Whether a call waits for @p seqId: only then is its reply streamed.
+        virtual bool awaitsReply(quint32 seqId) = 0;
         // One complete frame. @p body stays valid until the sink runs a
-        // callback; it is null for a reply that was streamed into its
-        // streamTarget(). Returns 0, or the number of the violation the frame
+        // callback. Returns 0, or the number of the violation the frame
         // commits (an unknown sequence id).
         virtual int onFrame(quint32 seqId, const char *body, quint32 length) = 0;
+        // A streamed reply, complete in @p body, whose contents the sink may
+        // take. Returns as onFrame().
+        virtual int onStreamedReply(quint32 seqId, KLumoReplyBuffer &body) = 0;
         // The stream cannot be read any further: drop the connection.
         virtual void closeConnection() = 0;
 
@@ -53,7 +52,7 @@ public:
     KLumoFrameReader(Sink *sink, QObject *lifetime);
 
     // IKxLocalSocketRecvBuffer of the channel: the socket reads straight into
-    // the staging buffer, or into the receive buffer of a streamed reply.
+    // the staging buffer, or into the body of a streamed reply.
     char *recvSpace(quint32 hint, quint32 *room);
     void onRecvCommitted(quint32 len);
     bool expectsMore() const { return m_direct.active || m_buffer.size() > 0; }
@@ -62,8 +61,8 @@ public:
     // Forgets the stream: the bytes staged and any reply being streamed.
     void reset();
 
-    // Bodies of replies at least this long stream straight into the call's
-    // receive buffer instead of being staged whole first.
+    // Bodies of replies at least this long are read straight into a buffer of
+    // their own, handed over whole, instead of being staged and copied.
     void setDirectThreshold(quint32 bytes) { m_nDirectThreshold = bytes; }
 
     // Measurements.
@@ -86,12 +85,12 @@ private:
     quint32 m_nDirectThreshold = DefaultDirectThreshold;
     quint64 m_nReceived = 0;
     quint64 m_nCopied = 0;
-    // A large reply being read straight into its receive buffer.
+    // A large reply being read straight into its own buffer.
     struct Direct
     {
         bool active = false;
         quint32 seqId = 0;
-        apache::thrift::transport::TMemoryBuffer *target = nullptr;
+        std::unique_ptr<KLumoReplyBuffer> body;
         quint32 remaining = 0;
         quint32 length = 0;
         frame::Header header {}; // as received, for the capture

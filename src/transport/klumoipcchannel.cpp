@@ -111,8 +111,9 @@ void KLumoIpcChannelPrivate::completeNow(const VoidCallback &cob, TMemoryBuffer 
         return;
     }
     // Completion callbacks read the receive buffer, which is shared by every
-    // call of a client and filled on the owner thread; so even a call that
-    // fails at once is completed there, right after the current event.
+    // call of a client. Only the owner thread writes it, each time right
+    // before the callback that reads it (a streamed reply arrives in a buffer
+    // of its own); so even a call that fails at once is completed there.
     QMetaObject::invokeMethod(
         q,
         [this, cob, recvBuf] {
@@ -156,41 +157,45 @@ int KLumoIpcChannelPrivate::takeCall(quint32 id, VoidCallback *cob, TMemoryBuffe
     return missing;
 }
 
-TMemoryBuffer *KLumoIpcChannelPrivate::streamTarget(quint32 id)
+bool KLumoIpcChannelPrivate::awaitsReply(quint32 id)
 {
-    TMemoryBuffer *target = nullptr;
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        auto r = recvBuffers.find(id);
-        if (r == recvBuffers.end() || callbacks.find(id) == callbacks.end())
-            return nullptr;
-        target = r->second;
-    }
-    clearReceiveBuffer(target);
-    return target;
+    std::lock_guard<std::mutex> guard(lock);
+    return recvBuffers.count(id) && callbacks.count(id);
 }
 
 int KLumoIpcChannelPrivate::onFrame(quint32 id, const char *body, quint32 len)
 {
     ++frameCount; // a violation resets it anyway
-    return id == 0 ? notify(body, len) : deliverReply(id, body, len);
+    if (id == 0)
+        return notify(body, len);
+    return deliverReply(id, [this, body, len](TMemoryBuffer *target) {
+        bytesDelivered += len;
+        fillReceiveBuffer(target, body, len);
+    });
 }
 
-int KLumoIpcChannelPrivate::deliverReply(quint32 id, const char *body, quint32 len)
+int KLumoIpcChannelPrivate::onStreamedReply(quint32 id, KLumoReplyBuffer &body)
+{
+    ++frameCount;
+    return deliverReply(id, [&body](TMemoryBuffer *target) {
+        const quint32 len = body.available_read();
+        clearReceiveBuffer(target);
+        body.moveInto(*target);
+        limitToFrame(target, len);
+    });
+}
+
+int KLumoIpcChannelPrivate::deliverReply(quint32 id,
+                                         const std::function<void(TMemoryBuffer *)> &fill)
 {
     VoidCallback cob;
     TMemoryBuffer *target = nullptr;
     if (const int missing = takeCall(id, &cob, &target))
         return missing;
-    if (body) {
-        try {
-            fillReceiveBuffer(target, body, len);
-        } catch (const std::exception &e) {
-            logCallbackFailure(e);
-        }
-        bytesDelivered += len;
-    } else {
-        limitToFrame(target, len); // streamed: the body is in place already
+    try {
+        fill(target);
+    } catch (const std::exception &e) {
+        logCallbackFailure(e);
     }
     invoke(cob);
     return 0;

@@ -12,6 +12,7 @@
 #include <QThread>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -41,14 +42,16 @@ public:
     // of the violation when its callback (7) or its receive buffer (8) is missing.
     int takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target);
     void invoke(const VoidCallback &cob);
-    // The two halves of onFrame(); same return value.
-    int deliverReply(quint32 id, const char *body, quint32 len);
+    // Ends call @p id: @p fill puts the reply into its receive buffer, then its
+    // callback runs, in one step on the owner thread. Returns as onFrame().
+    int deliverReply(quint32 id, const std::function<void(TMemoryBuffer *)> &fill);
     int notify(const char *body, quint32 len);
 
     // KLumoFrameReader::Sink: replies to their calls, sequence id 0 to the
     // notification processor.
-    TMemoryBuffer *streamTarget(quint32 seqId) override;
+    bool awaitsReply(quint32 seqId) override;
     int onFrame(quint32 seqId, const char *body, quint32 len) override;
+    int onStreamedReply(quint32 seqId, KLumoReplyBuffer &body) override;
     void closeConnection() override { q->close(); }
 
     // Test and measurement hooks.

@@ -1,5 +1,6 @@
 #include "connection/klumoipcproxy.h"
 #include "connection/klumologininfo.h"
+#include "dispatch/klumoipchandler.h"
 #include "framedpeer.h"
 #include "lockhelperclient.h"
 #include "lumotestenv.h"
@@ -56,6 +57,38 @@ public:
     }
 };
 
+// A result slot for calls made through the proxy's dispatcher.
+class Results : public QObject
+{
+    Q_OBJECT
+public:
+    QList<bool> oks;
+public Q_SLOTS:
+    void onResult(bool ok, const QString &, const KRpcResponse &) { oks << ok; }
+};
+
+// A generic reply of @p entries map entries, empty but for the first value.
+QByteArray mapReply(int entries, quint32 firstValueSize)
+{
+    using namespace apache::thrift::protocol;
+    auto buf = std::make_shared<TMemoryBuffer>();
+    TCompactProtocol proto(buf);
+    proto.writeMessageBegin("asynCall", T_REPLY, 0);
+    proto.writeStructBegin("result");
+    proto.writeFieldBegin("success", T_MAP, 0);
+    proto.writeMapBegin(T_STRING, T_STRING, uint32_t(entries));
+    for (int i = 0; i < entries; ++i) {
+        proto.writeString(std::string());
+        proto.writeString(std::string(i ? 0 : firstValueSize, 'v'));
+    }
+    proto.writeMapEnd();
+    proto.writeFieldEnd();
+    proto.writeFieldStop();
+    proto.writeStructEnd();
+    proto.writeMessageEnd();
+    return QByteArray::fromStdString(buf->getBufferAsString());
+}
+
 class TestKLumoIpcProxy : public QObject
 {
     Q_OBJECT
@@ -79,6 +112,40 @@ private Q_SLOTS:
         KLumoCommonSettings().setRestartTime(0);
         for (const char *key : {ExistLock, MainLock, LoginStatusLock, RestartLock})
             QFile::remove(lockPath(key));
+    }
+
+    // The container limit of a reply's decoder, through the proxy's own client:
+    // 1,048,576 map entries pass, one more fails the call cleanly (logged, then
+    // ended by expiry), and the connection goes on. (A 100 MiB reply, Thrift's
+    // message cap, takes some 18 s here: not run.)
+    void replyLimits_data()
+    {
+        QTest::addColumn<int>("entries");
+        QTest::addRow("1048576 entries") << (1 << 20);
+        QTest::addRow("1048577 entries") << (1 << 20) + 1;
+    }
+    void replyLimits()
+    {
+        QFETCH(int, entries);
+        const bool passes = entries <= (1 << 20);
+        QByteArray big = mapReply(entries, 1);
+        FramedPeer peer;
+        int answered = 0;
+        peer.setResponder([&](const FramedPeer::Frame &) {
+            return answered++ ? mapReply(1, 1) : std::exchange(big, QByteArray());
+        });
+        QVERIFY(peer.listen(expectedServerName()));
+        KLumoIpcProxy proxy;
+        QSignalSpy connected(&proxy, &KLumoIpcProxy::notifySocketConnected);
+        proxy.dispatcher()->setExpiryInterval(300 * timeScale());
+        QVERIFY(connected.wait());
+        if (!passes)
+            QTest::ignoreMessage(QtInfoMsg, QRegularExpression("^Exception on asynCall"));
+        Results results;
+        proxy.dispatcher()->asynCall("m", {}, &results, "onResult");
+        QTRY_COMPARE_WITH_TIMEOUT(results.oks.size(), 1, 60000);
+        proxy.dispatcher()->asynCall("m", {}, &results, "onResult");
+        QTRY_COMPARE(results.oks, QList<bool>({passes, true}));
     }
 
     // Fast mode lasts 21 intervals, then polling is back to normal.

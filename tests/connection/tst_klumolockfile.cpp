@@ -2,6 +2,7 @@
 #include "connection/klumoserviceprocess.h"
 #include "lockhelperclient.h"
 #include "lumotestenv.h"
+#include "support/klumopaths.h"
 
 #include <QFile>
 #include <QtTest>
@@ -63,6 +64,25 @@ private Q_SLOTS:
         QCOMPARE(LockHelper({"probe", lockPath(RestartLock)}).firstLine(), QStringLiteral("held"));
         mine.release();
         QCOMPARE(LockHelper({"probe", lockPath(RestartLock)}).firstLine(), QStringLiteral("free"));
+    }
+
+    // The names other programs look for, spelled out, against the files the
+    // library itself makes in this test's private TMPDIR and HOME (the settings
+    // keys: tst_klumoipclogincheck, on the settings file).
+    void namesOnDisk()
+    {
+        const QString uid = QString::number(::getuid());
+        QFile::remove(lockPath(LoginStatusLock));
+        QVERIFY(!KLumoServiceProcess::checkLumoLogined());
+        KLumoLockFile restart(QLatin1String(KLumoLockFile::RestartKey));
+        QVERIFY(restart.tryLock());
+        QVERIFY(QFile::exists(QDir::tempPath() + "/__#_LUMO LOGIN STATUS KEY_#__" + uid + ".lock"));
+        QVERIFY(QFile::exists(QDir::tempPath() + "/__#_LUMO_PROCESSING_RESTART_MUTEX_KEY_#__" + uid
+                              + ".lock"));
+        KLumoPaths::userDataPath(QString());
+        QVERIFY(
+            QFileInfo(QDir::homePath() + "/.local/share/Nordvale/OFX Cloud Files/userdata/AllUsers")
+                .isDir());
     }
 
     // The folder is everybody's: what sits under a lock name may not be ours.

@@ -1,6 +1,8 @@
 #include "connection/klumoipclogincheck.h"
 #include "connection/klumoipcproxy.h"
 #include "connection/klumologininfo.h"
+#include "dispatch/klumoipchandler.h"
+#include "framedpeer.h"
 #include "ipc/klumoipc.h"
 #include "ipc/lumoipc.h"
 #include "lumotestenv.h"
@@ -8,6 +10,7 @@
 #include "support/klumocommonsettings.h"
 #include "support/klumometatypes.h"
 #include "support/klumopaths.h"
+#include "support/klumoqueuedcall.h"
 
 #include <QtTest>
 
@@ -22,15 +25,17 @@ class Host : public QObject
 public:
     QStringList events;
     int results = 0;
+    QStringList ids; // of every result, in order
     KRpcResponse last;
     Q_INVOKABLE void postEventMethod(const QString &name, const QVariantMap &map)
     {
         events << name + ' ' + map.value(QStringLiteral("result")).toString();
     }
 public Q_SLOTS:
-    void onResult(bool ok, const QString &, const KRpcResponse &res)
+    void onResult(bool ok, const QString &id, const KRpcResponse &res)
     {
         ++results;
+        ids << id;
         last = ok ? KRpcResponse() : res;
     }
 };
@@ -103,6 +108,50 @@ private Q_SLOTS:
             LumoIpcFree();
             QVERIFY(KLumoMetaTypes::ids().isEmpty());
         }
+    }
+
+    // Freed with 2,000 calls queued (behind a slot that runs until the worker
+    // is told to stop, when a service listens): the worker stops at once and no
+    // queued call leaves; what has not reached the host by then never does,
+    // also after the next init; no call ends twice.
+    void freeWithCallsQueued_data()
+    {
+        QTest::addColumn<bool>("service");
+        QTest::addRow("no service: each call fails at once") << false;
+        QTest::addRow("a service, the worker busy") << true;
+    }
+    void freeWithCallsQueued()
+    {
+        QFETCH(bool, service);
+        Host host;
+        auto peer = std::make_unique<lumotest::FramedPeer>();
+        QVERIFY(LumoIpcInit(false));
+        KLumoIpcProxy *proxy = KLumoIpc::instance()->proxy();
+        if (service) {
+            QSignalSpy up(LumoIpcEventObject(), SIGNAL(SocketConnected()));
+            QVERIFY(peer->listen(proxy->serverName()));
+            proxy->on_delayCheckStatus(); // connects now
+            QVERIFY(up.wait());
+            KLumoQueuedCall::post(proxy->dispatcher()->privateObject(), [] {
+                while (!QThread::currentThread()->isInterruptionRequested())
+                    QThread::msleep(1);
+            });
+        }
+        QStringList sent;
+        for (int i = 0; i < 2000; ++i)
+            sent << LumoIpcAsynCall("getLoginInfo", {}, &host, "onResult");
+        QTRY_VERIFY(service || host.results > 0);
+        LumoIpcFree();
+        const QStringList beforeFree = host.ids;
+        QTRY_VERIFY(!service || peer->client()->state() == QLocalSocket::UnconnectedState);
+        QCOMPARE(peer->frameCount(), 0);
+        peer.reset();
+        QVERIFY(LumoIpcInit(false));
+        const QString probe = LumoIpcAsynCall("getLoginInfo", {}, &host, "onResult");
+        QTRY_VERIFY(host.ids.contains(probe)); // behind anything queued before it
+        QCOMPARE(host.ids, beforeFree + QStringList {probe});
+        QCOMPARE(QSet<QString>(beforeFree.begin(), beforeFree.end()).size(), beforeFree.size());
+        QVERIFY(sent.mid(0, beforeFree.size()) == beforeFree);
     }
 
     // The login check reports to the host's event sink; the login state reaches
