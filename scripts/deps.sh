@@ -2,7 +2,8 @@
 # Installs what building and testing need, from Debian's archive, when missing.
 set -euo pipefail
 pkgs=(build-essential cmake ninja-build ccache pkg-config python3
-      qtbase5-dev libthrift-dev thrift-compiler libboost-dev)
+      qtbase5-dev libthrift-dev thrift-compiler libboost-dev
+      tshark) # tshark: the Wireshark dissector's test
 pkgs+=("$@")
 missing=()
 for p in "${pkgs[@]}"; do
@@ -13,5 +14,7 @@ if [ ${#missing[@]} -gt 0 ]; then
   SUDO=""
   [ "$(id -u)" -eq 0 ] || SUDO=sudo
   $SUDO apt-get update -qq
+  # wireshark-common asks whether non-root users may capture; answer no in advance.
+  echo "wireshark-common wireshark-common/install-setuid boolean false" | $SUDO debconf-set-selections
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
