@@ -112,7 +112,8 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
         // Recorded before the first byte leaves, so the capture never shows
         // the answer ahead of its request.
         if (KLumoCaptureWriter::isActive())
-            KLumoCaptureWriter::record(KLumoCaptureWriter::Outbound, frame);
+            KLumoCaptureWriter::record(KLumoCaptureWriter::Outbound, frame.constData(),
+                                       quint32(total));
         if (!m_pending.empty()) {
             // Earlier bytes are still waiting: keep the order.
             m_pending.push_back(frame);
