@@ -3,8 +3,9 @@
 set -euo pipefail
 pkgs=(build-essential cmake ninja-build ccache pkg-config python3
       qtbase5-dev libthrift-dev thrift-compiler libboost-dev)
-# The API reference (the docs target) and the check of the manual pages.
-pkgs+=(doxygen man-db)
+# The API reference (the docs target), the check of the manual pages, and the
+# Wireshark dissector's test.
+pkgs+=(doxygen man-db tshark)
 pkgs+=("$@")
 missing=()
 for p in "${pkgs[@]}"; do
@@ -15,5 +16,7 @@ if [ ${#missing[@]} -gt 0 ]; then
   SUDO=""
   [ "$(id -u)" -eq 0 ] || SUDO=sudo
   $SUDO apt-get update -qq
+  # wireshark-common asks whether non-root users may capture; answer no in advance.
+  echo "wireshark-common wireshark-common/install-setuid boolean false" | $SUDO debconf-set-selections
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi

@@ -1,8 +1,9 @@
 // End-to-end figures of the library against the service emulator, next to a
 // plain QLocalSocket ping-pong measured in the same run:
 //   round trip p50/p99, calls per second with 1/16/256 in flight,
-//   notifications per second, one 16 MiB reply.
-// Usage: bench_system [--quick] [--only=latency,throughput,notify,big]
+//   notifications per second, one 16 MiB reply, and what recording the
+//   traffic (LUMOIPC_CAPTURE) costs the round trip and the notification rate.
+// Usage: bench_system [--quick] [--only=latency,throughput,notify,big,capture]
 // (runs in a private TMPDIR/HOME of its own)
 
 #include "ipc/lumoipc.h"
@@ -14,6 +15,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QProcess>
@@ -122,6 +124,24 @@ public:
     int notifications = 0;
 };
 
+// Starts the library (recording to @p capture when it is not empty) and waits
+// until it has logged in through the emulator.
+bool startLibrary(const QString &capture = QString())
+{
+    if (capture.isEmpty())
+        qunsetenv("LUMOIPC_CAPTURE");
+    else
+        qputenv("LUMOIPC_CAPTURE", capture.toLocal8Bit());
+    LumoIpcInit(true);
+    QElapsedTimer wait;
+    wait.start();
+    while (!LumoIpcLoginCache().isLogined && wait.elapsed() < 10000)
+        pump(10);
+    if (!LumoIpcLoginCache().isLogined)
+        std::fprintf(stderr, "bench: the library did not connect to the emulator\n");
+    return LumoIpcLoginCache().isLogined;
+}
+
 QString call(Receiver &r)
 {
     static const CreateFolderArg arg = [] {
@@ -131,6 +151,38 @@ QString call(Receiver &r)
     }();
     return LumoIpcAsynCallEx(QStringLiteral("createFolder"), Q_ARG(CreateFolderArg, arg), &r,
                              QStringLiteral("onResult"));
+}
+
+// One sequential call: microseconds from the call to its result.
+double timedCall(Receiver &r)
+{
+    QElapsedTimer t;
+    const int before = r.answered;
+    t.start();
+    call(r);
+    while (r.answered == before)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return double(t.nsecsElapsed()) / 1000.0;
+}
+
+// Pushes @p burst notifications and returns how many per second reached the
+// host's event object.
+double notificationRate(Receiver &r, int burst)
+{
+    QElapsedTimer t;
+    r.notifications = 0;
+    t.start();
+    control(R"({"cmd":"push","name":"notifyFileAction","arg":{"fileId":"f","action":1},"count":)"
+            + QByteArray::number(burst) + "}");
+    while (r.notifications < burst && t.elapsed() < 60000)
+        pump(5);
+    return r.notifications * 1000.0 / double(t.elapsed());
+}
+
+void countNotifications(Receiver &r)
+{
+    QObject::connect(LumoIpcEventObject(), SIGNAL(signal_notifyFileAction(NotifyFileActionArg)), &r,
+                     SLOT(onNotify()));
 }
 
 } // namespace
@@ -148,8 +200,8 @@ int main(int argc, char *argv[])
         return a;
     }();
     const bool quick = args.contains(QLatin1String("--quick"));
-    // --only=latency,throughput,notify,big picks phases (all by default).
-    QStringList phases = {"latency", "throughput", "notify", "big"};
+    // --only=latency,throughput,notify,big,capture picks phases (all by default).
+    QStringList phases = {"latency", "throughput", "notify", "big", "capture"};
     for (const QString &a : args)
         if (a.startsWith(QLatin1String("--only=")))
             phases = a.mid(7).split(QLatin1Char(','));
@@ -172,16 +224,9 @@ int main(int argc, char *argv[])
     service.start(QStringLiteral(LUMO_SERVICE_BIN), {"autologin"});
     for (int i = 0; i < 100 && !control(R"({"cmd":"status"})"); ++i)
         QThread::msleep(20);
-    LumoIpcInit(true);
     Receiver r;
-    QElapsedTimer wait;
-    wait.start();
-    while (!LumoIpcLoginCache().isLogined && wait.elapsed() < 10000)
-        pump(10);
-    if (!LumoIpcLoginCache().isLogined) {
-        std::fprintf(stderr, "bench: the library did not connect to the emulator\n");
+    if (!startLibrary())
         return 1;
-    }
     QElapsedTimer t;
     int totalIssued = 0;
 
@@ -213,14 +258,10 @@ int main(int argc, char *argv[])
                     pingRtt.push_back(double(t.nsecsElapsed()) / 1000.0);
             }
             for (int i = 0; i < Block; ++i) {
-                const int before = r.answered;
-                t.start();
-                call(r);
+                const double us = timedCall(r);
                 ++totalIssued;
-                while (r.answered == before)
-                    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
                 if (done >= 0)
-                    e2e.push_back(double(t.nsecsElapsed()) / 1000.0);
+                    e2e.push_back(us);
             }
         }
         ping.disconnectFromServer();
@@ -276,17 +317,46 @@ int main(int argc, char *argv[])
 
     // Notifications: a burst pushed by the emulator, counted at the event object.
     if (phases.contains(QLatin1String("notify"))) {
-        QObject::connect(LumoIpcEventObject(), SIGNAL(signal_notifyFileAction(NotifyFileActionArg)),
-                         &r, SLOT(onNotify()));
+        countNotifications(r);
         const int burst = quick ? 5000 : 20000;
-        t.start();
-        control(
-            R"({"cmd":"push","name":"notifyFileAction","arg":{"fileId":"f","action":1},"count":)"
-            + QByteArray::number(burst) + "}");
-        while (r.notifications < burst && t.elapsed() < 60000)
-            pump(5);
-        std::printf("%-34s %12.0f notifications/s (%d of %d delivered)\n", "notifications",
-                    r.notifications * 1000.0 / double(t.elapsed()), r.notifications, burst);
+        const double rate = notificationRate(r, burst);
+        std::printf("%-34s %12.0f notifications/s (%d of %d delivered)\n", "notifications", rate,
+                    r.notifications, burst);
+    }
+
+    // Capture off and on, in alternating blocks (each block restarts the
+    // library, as a host started with or without LUMOIPC_CAPTURE would be), the
+    // order swapped every round so that neither side always runs first.
+    if (phases.contains(QLatin1String("capture"))) {
+        const QString file = root + "/capture.pcapng";
+        const int rounds = quick ? 4 : 10, calls = quick ? 300 : 1000, burst = quick ? 5000 : 20000;
+        std::vector<double> rtt[2], rate[2];
+        for (int round = 0; round < rounds; ++round) {
+            for (int k = 0; k < 2; ++k) {
+                const int on = (round + k) % 2;
+                LumoIpcFree();
+                if (!startLibrary(on ? file : QString()))
+                    return 1;
+                countNotifications(r);
+                for (int i = -20; i < calls; ++i) { // the first few warm the caches
+                    const double us = timedCall(r);
+                    if (i >= 0)
+                        rtt[on].push_back(us);
+                }
+                rate[on].push_back(notificationRate(r, burst));
+            }
+        }
+        const double offP50 = percentile(rtt[0], 0.5), onP50 = percentile(rtt[1], 0.5);
+        const double offRate = percentile(rate[0], 0.5), onRate = percentile(rate[1], 0.5);
+        std::printf("\n%-34s %12s %12s %8s   (%d rounds)\n", "capture", "off", "on", "ratio",
+                    rounds);
+        std::printf("%-34s %12.1f %12.1f %8.2f   (target <= 1.2)\n", "round trip p50 (us)", offP50,
+                    onP50, onP50 / offP50);
+        std::printf("%-34s %12.1f %12.1f %8.2f\n", "round trip p99 (us)", percentile(rtt[0], 0.99),
+                    percentile(rtt[1], 0.99), percentile(rtt[1], 0.99) / percentile(rtt[0], 0.99));
+        std::printf("%-34s %12.0f %12.0f %8.2f   (target <= 1.5, off / on; median of %d bursts)\n",
+                    "notifications/s", offRate, onRate, offRate / onRate, rounds);
+        std::printf("%-34s %12lld bytes\n", "last capture file", QFileInfo(file).size());
     }
 
     // One 16 MiB reply, after the emulator was told to answer with it.

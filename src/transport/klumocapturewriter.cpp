@@ -54,7 +54,7 @@ quint64 packetBlockSize(quint32 frameLength)
     return 28 + padded(frameLength) + 8 + 4 + 4;
 }
 
-template<typename T> void put(QByteArray &out, T value)
+template<typename Out, typename T> void put(Out &out, T value)
 {
     out.append(reinterpret_cast<const char *>(&value), sizeof value);
 }
@@ -105,38 +105,35 @@ QByteArray fileHeader(const KLumoCaptureWriter::Options &options)
     return out;
 }
 
-struct Entry
-{
-    quint64 ns;
-    quint32 direction;
-    QByteArray frame;
-};
-
-void putPacket(QByteArray &out, const Entry &e)
-{
-    const quint32 len = quint32(e.frame.size());
-    const quint32 total = quint32(packetBlockSize(len));
-    put(out, EnhancedPacketBlock);
-    put(out, total);
-    put(out, quint32(0)); // interface 0
-    put(out, quint32(e.ns >> 32));
-    put(out, quint32(e.ns));
-    put(out, len); // captured
-    put(out, len); // on the wire
-    out.append(e.frame);
-    out.append(int(padded(len) - len), '\0');
-    put(out, OptEpbFlags);
-    put(out, quint16(4));
-    put(out, e.direction);
-    put(out, quint32(0));
-    put(out, total);
-}
-
 quint64 nowNs()
 {
     timespec ts;
     ::clock_gettime(CLOCK_REALTIME, &ts);
     return quint64(ts.tv_sec) * 1000000000ull + quint64(ts.tv_nsec);
+}
+
+// Appends the block of one frame, stamped now, given as up to two pieces.
+void putPacket(std::string &out, quint32 direction, const char *a, quint32 aLen, const char *b,
+               quint32 bLen)
+{
+    const quint32 len = aLen + bLen;
+    const quint32 total = quint32(packetBlockSize(len));
+    const quint64 ns = nowNs();
+    put(out, EnhancedPacketBlock);
+    put(out, total);
+    put(out, quint32(0)); // interface 0
+    put(out, quint32(ns >> 32));
+    put(out, quint32(ns));
+    put(out, len); // captured
+    put(out, len); // on the wire
+    out.append(a, aLen);
+    out.append(b, bLen);
+    out.append(padded(len) - len, '\0');
+    put(out, OptEpbFlags);
+    put(out, quint16(4));
+    put(out, direction);
+    put(out, quint32(0));
+    put(out, total);
 }
 
 bool writeAll(int fd, const char *data, qint64 len)
@@ -169,8 +166,7 @@ struct State
     std::mutex control;
     std::mutex lock;
     std::condition_variable wake;
-    std::vector<Entry> queue; // requires lock
-    quint64 queuedBytes = 0; // requires lock
+    std::string pending; // encoded blocks, in order; requires lock
     quint64 accepted = 0; // bytes the file will hold; requires lock
     quint64 maxBytes = 0; // requires lock
     bool running = false; // requires lock
@@ -230,8 +226,7 @@ bool KLumoCaptureWriter::start(const Options &options)
     s.written = quint64(header.size());
     {
         std::lock_guard<std::mutex> guard(s.lock);
-        s.queue.clear();
-        s.queuedBytes = 0;
+        s.pending.clear();
         s.accepted = s.written;
         s.maxBytes = options.maxBytes;
         s.running = true;
@@ -269,7 +264,8 @@ void KLumoCaptureWriter::stop()
     s.running = false;
 }
 
-void KLumoCaptureWriter::record(Direction direction, const QByteArray &frame)
+void KLumoCaptureWriter::record(Direction direction, const char *header, const char *body,
+                                quint32 bodyLen)
 {
     State &s = state();
     bool wake = false;
@@ -278,17 +274,18 @@ void KLumoCaptureWriter::record(Direction direction, const QByteArray &frame)
         std::lock_guard<std::mutex> guard(s.lock);
         if (!s.running || s.stopping || s.full)
             return;
-        const quint64 size = packetBlockSize(quint32(frame.size()));
+        const quint64 size = packetBlockSize(frame::HeaderSize + bodyLen);
         if (s.accepted + size > s.maxBytes) {
             // This frame and every later one stay out; the file stays whole.
             s.full = true;
             s_active.store(false, std::memory_order_relaxed);
             limitReached = true;
         } else {
+            // Encoded in place: no allocation per frame once the buffer has grown.
+            wake = s.pending.empty();
             s.accepted += size;
-            s.queue.push_back({nowNs(), direction, frame});
-            s.queuedBytes += quint64(frame.size());
-            wake = s.queue.size() == 1 || s.queuedBytes >= BatchBytes;
+            putPacket(s.pending, direction, header, frame::HeaderSize, body, bodyLen);
+            wake = wake || s.pending.size() >= BatchBytes;
         }
     }
     if (wake)
@@ -299,38 +296,23 @@ void KLumoCaptureWriter::record(Direction direction, const QByteArray &frame)
                                     "capture stops"));
 }
 
-void KLumoCaptureWriter::record(Direction direction, const char *header, const char *body,
-                                quint32 bodyLen)
-{
-    QByteArray frame(int(frame::HeaderSize + bodyLen), Qt::Uninitialized);
-    std::memcpy(frame.data(), header, frame::HeaderSize);
-    if (bodyLen)
-        std::memcpy(frame.data() + frame::HeaderSize, body, bodyLen);
-    record(direction, frame);
-}
-
-// The writer thread: sleeps until a frame is queued, gathers a batch, encodes
-// and writes it outside the lock.
+// The writer thread: sleeps until a frame is queued, gathers a batch, writes
+// it outside the lock.
 void KLumoCaptureWriter::run()
 {
     State &s = state();
-    std::vector<Entry> batch;
-    QByteArray out;
+    std::string out;
     bool failed = false;
     std::unique_lock<std::mutex> lk(s.lock);
     for (;;) {
-        s.wake.wait(lk, [&] { return s.stopping || !s.queue.empty(); });
-        s.wake.wait_for(lk, GatherTime, [&] { return s.stopping || s.queuedBytes >= BatchBytes; });
-        batch.swap(s.queue);
-        s.queuedBytes = 0;
+        s.wake.wait(lk, [&] { return s.stopping || !s.pending.empty(); });
+        s.wake.wait_for(lk, GatherTime,
+                        [&] { return s.stopping || s.pending.size() >= BatchBytes; });
+        out.swap(s.pending); // both keep their capacity
         const bool last = s.stopping; // nothing is queued once stopping is set
         lk.unlock();
-        out.clear();
-        for (const Entry &e : batch)
-            putPacket(out, e);
-        batch.clear();
-        if (!failed && !out.isEmpty()) {
-            if (writeAll(s.fd, out.constData(), out.size())) {
+        if (!failed && !out.empty()) {
+            if (writeAll(s.fd, out.data(), qint64(out.size()))) {
                 s.written += quint64(out.size());
             } else {
                 // Disk full or gone: cut back to the last whole block and stop taking frames.
@@ -347,6 +329,9 @@ void KLumoCaptureWriter::run()
                                  + QString::fromLocal8Bit(std::strerror(error)));
             }
         }
+        out.clear();
+        if (out.capacity() > 4 * BatchBytes)
+            std::string().swap(out); // a huge reply went by: give its memory back
         lk.lock();
         if (last)
             return;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QByteArray>
+#include "transport/klumoframe.h"
+
 #include <QString>
 
 #include <atomic>
@@ -15,8 +16,9 @@ namespace ofx::lumo {
  * it. Started by LumoIpcInit when LUMOIPC_CAPTURE names a file.
  *
  * Process-wide. record() may be called from any thread: it stamps the frame
- * and queues it under m_lock, nothing more; a writer thread of its own encodes
- * and writes the queue in batches, so no host thread waits for the disk. While
+ * and appends its block to a buffer under a lock, nothing more; a writer
+ * thread of its own writes that buffer in batches, so no host thread waits
+ * for the disk. While
  * capture is off, record()'s callers pay one relaxed atomic load (isActive()).
  * The state is never destroyed, so a frame recorded by a thread that outlives
  * the capture (or main()) finds it stopped, not gone.
@@ -45,10 +47,13 @@ public:
     static void stop();
 
     static bool isActive() { return s_active.load(std::memory_order_relaxed); }
-    // Any thread. @p frame is shared, not copied.
-    static void record(Direction direction, const QByteArray &frame);
-    // Any thread. A frame whose header and body lie apart (a streamed reply).
+    // Any thread. One whole frame: its header, then @p bodyLen bytes of body
+    // (apart for a reply streamed into its call's buffer).
     static void record(Direction direction, const char *header, const char *body, quint32 bodyLen);
+    static void record(Direction direction, const char *frame, quint32 length)
+    {
+        record(direction, frame, frame + frame::HeaderSize, length - frame::HeaderSize);
+    }
 
 private:
     static void run(); // the writer thread

@@ -173,8 +173,7 @@ void KLumoFrameReader::parse()
             break;
         }
         if (KLumoCaptureWriter::isActive())
-            KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound,
-                                       QByteArray(m_buffer.data(), int(h.total)));
+            KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound, m_buffer.data(), h.total);
         // Consuming leaves the bytes in place until the next read.
         const char *body = m_buffer.data() + frame::HeaderSize;
         m_buffer.consume(h.total);

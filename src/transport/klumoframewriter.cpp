@@ -104,15 +104,16 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
         for (qint64 off = 0; off < total; off += PieceSize)
             m_pieceObserver(quint32(qMin<qint64>(PieceSize, total - off)));
     }
+    // Recorded before the first byte leaves, so the capture never shows the
+    // answer ahead of its request; and outside m_lock, which the capture's
+    // one log line must not be written under.
+    if (KLumoCaptureWriter::isActive())
+        KLumoCaptureWriter::record(KLumoCaptureWriter::Outbound, frame.constData(), quint32(total));
     bool needArm = false;
     {
         std::lock_guard<std::mutex> guard(m_lock);
         if (m_fd < 0)
             return false;
-        // Recorded before the first byte leaves, so the capture never shows
-        // the answer ahead of its request.
-        if (KLumoCaptureWriter::isActive())
-            KLumoCaptureWriter::record(KLumoCaptureWriter::Outbound, frame);
         if (!m_pending.empty()) {
             // Earlier bytes are still waiting: keep the order.
             m_pending.push_back(frame);

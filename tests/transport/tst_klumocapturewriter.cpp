@@ -11,82 +11,28 @@
 
 #include <thrift/transport/TBufferTransports.h>
 
-#include <ctime>
-
 using namespace ofx::lumo;
 using apache::thrift::transport::TMemoryBuffer;
 using lumotest::FramedPeer;
 
 namespace {
 
-struct Packet
-{
-    quint64 ns;
-    quint32 flags;
-    QByteArray frame;
-};
-
-struct Capture
-{
-    QMap<int, QByteArray> sectionOptions, interfaceOptions;
-    quint16 linkType = 0;
-    QList<Packet> packets;
-    bool whole = false; // every block read, none cut short
-};
-
-// Option code -> value, from @p at to the end of options.
-QMap<int, QByteArray> options(const char *at)
-{
-    QMap<int, QByteArray> out;
-    for (;;) {
-        const quint16 code = qFromLittleEndian<quint16>(at),
-                      len = qFromLittleEndian<quint16>(at + 2);
-        if (code == 0)
-            return out;
-        out[code] = QByteArray(at + 4, len);
-        at += 4 + ((len + 3) & ~3);
-    }
-}
-
-Capture readCapture(const QString &path)
+// The packets of a pcapng file as "<direction flags> <frame>", their
+// timestamps, and whether the file ends on a block boundary.
+bool readCapture(const QString &path, QList<QByteArray> *packets, QList<quint64> *times)
 {
     QFile f(path);
-    Capture c;
-    if (!f.open(QIODevice::ReadOnly))
-        return c;
-    const QByteArray all = f.readAll();
+    const QByteArray all = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
     auto word = [&](int at) { return qFromLittleEndian<quint32>(all.constData() + at); };
     int at = 0;
     for (; at + 12 <= all.size() && int(word(at + 4)) <= all.size() - at; at += int(word(at + 4))) {
-        const char *b = all.constData() + at;
-        if (word(at) == 0x0A0D0D0A && word(at + 8) == 0x1A2B3C4D)
-            c.sectionOptions = options(b + 24);
-        else if (word(at) == 1)
-            c.linkType = qFromLittleEndian<quint16>(b + 8), c.interfaceOptions = options(b + 16);
-        else if (word(at) == 6 && word(at + 8) == 0)
-            c.packets.append({quint64(word(at + 12)) << 32 | word(at + 16),
-                              qFromLittleEndian<quint32>(b + 32 + ((word(at + 20) + 3) & ~3)),
-                              QByteArray(b + 28, int(word(at + 20)))});
-        else
-            return c;
+        if (word(at) != 6) // the section and interface blocks are tshark's to check
+            continue;
+        *packets << QByteArray::number(word(at + 32 + ((word(at + 20) + 3) & ~3))) + ' '
+                + all.mid(at + 28, int(word(at + 20)));
+        *times << (quint64(word(at + 12)) << 32 | word(at + 16));
     }
-    c.whole = at == all.size() && !c.sectionOptions.isEmpty();
-    return c;
-}
-
-quint64 nowNs()
-{
-    timespec ts;
-    clock_gettime(CLOCK_REALTIME, &ts);
-    return quint64(ts.tv_sec) * 1000000000ull + quint64(ts.tv_nsec);
-}
-
-QByteArray pattern(int size, char seed)
-{
-    QByteArray b(size, Qt::Uninitialized);
-    for (int i = 0; i < size; ++i)
-        b[i] = char(i % 251 + seed);
-    return b;
+    return at == all.size() && word(0) == 0x0A0D0D0A;
 }
 
 } // namespace
@@ -104,11 +50,9 @@ private Q_SLOTS:
         QTest::addRow("whole session") << "/cap-%p.pcapng" << QByteArray() << 8 << QString();
         // Two 200 KB notifications fit half a MiB, the 300 KB reply does not.
         QTest::addRow("size cap") << "/cap-%p.pcapng" << QByteArray("0.5") << 5
-                                  << "KLumoCaptureWriter::record capture: size limit reached, "
-                                     "capture stops";
+                                  << "capture: size limit reached";
         QTest::addRow("cannot create") << "/missing/cap.pcapng" << QByteArray() << -1
-                                       << "KLumoCaptureWriter::start cannot write the capture "
-                                          "file .*: No such file or directory";
+                                       << "cannot write the capture file .*: No such file";
     }
     // A call, two notifications, a reply streamed into its call's buffer and
     // one more call, all recorded whole and in order, or as far as the cap allows.
@@ -124,75 +68,55 @@ private Q_SLOTS:
         qputenv("LUMOIPC_CAPTURE_MAX_MB", maxMb);
         if (frames < 0)
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(message));
-        const quint64 begin = nowNs();
+        const quint64 begin = quint64(QDateTime::currentMSecsSinceEpoch()) * 1000000;
         KLumoCaptureWriter::startFromEnvironment(QStringLiteral("tst_server"));
         QCOMPARE(KLumoCaptureWriter::isActive(), frames >= 0);
 
         FramedPeer peer;
         KLumoIpcChannel channel(nullptr, nullptr);
+        KLumoIpcChannelPrivate *d = KLumoIpcChannelPrivate::get(&channel);
         const QString server = QStringLiteral("tst_capture_%1").arg(::getpid());
         QVERIFY(peer.listen(server) && channel.connectToServer(server) && peer.waitForClient());
         QTRY_VERIFY(channel.isConnected());
-        const QByteArray big = pattern(300000, 'r');
         TMemoryBuffer send, recv;
+        QList<QByteArray> expected; // "<direction flags> <frame>", as they cross
         auto call = [&](const QByteArray &body) {
             send.write(reinterpret_cast<const uint8_t *>(body.constData()), uint32_t(body.size()));
             channel.sendAndRecvMessage([] {}, &send, &recv);
-            return peer.waitForFrames(1) ? peer.takeFrames().value(0).seqId : 0;
+            const quint32 id = peer.waitForFrames(1) ? peer.takeFrames().value(0).seqId : 0;
+            expected << "2 " + frame::make(id, body);
+            return id;
         };
-        peer.sendFrame(call("q1"), "re:q1");
+        auto answer = [&](quint32 id, const QByteArray &body) {
+            peer.sendFrame(id, body);
+            expected << "1 " + frame::make(id, body);
+        };
+        answer(call("q1"), "re:q1");
         QTRY_COMPARE(recv.available_read(), 5u);
-        peer.sendFrame(0, pattern(200000, 'a'));
-        peer.sendFrame(0, pattern(200000, 'b'));
-        KLumoIpcChannelPrivate *d = KLumoIpcChannelPrivate::get(&channel);
+        answer(0, QByteArray(200000, 'a'));
+        answer(0, QByteArray(200000, 'b'));
         QTRY_COMPARE(d->frameCount, 3u);
         // The reply's header and first bytes first: the rest is read straight into recv.
-        const QByteArray reply = frame::make(call("q2"), big);
+        const QByteArray reply = frame::make(call("q2"), QByteArray(300000, 'r'));
+        expected << "1 " + reply;
         const quint64 seen = d->reader.bytesReceived();
         peer.sendRaw(reply.left(1000));
         QTRY_VERIFY(d->reader.bytesReceived() > seen);
         if (!message.isEmpty() && frames >= 0)
-            QTest::ignoreMessage(QtWarningMsg, qPrintable(message));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(message));
         peer.sendRaw(reply.mid(1000));
-        QTRY_COMPARE(recv.available_read(), uint32_t(big.size()));
-        peer.sendFrame(call("q3"), "re:q3");
+        QTRY_COMPARE(recv.available_read(), 300000u);
+        answer(call("q3"), "re:q3");
         QTRY_COMPARE(recv.available_read(), 5u);
         KLumoCaptureWriter::stop();
-        QVERIFY(!KLumoCaptureWriter::isActive());
-        const quint64 end = nowNs();
+        const quint64 end = quint64(QDateTime::currentMSecsSinceEpoch() + 1) * 1000000;
 
-        if (frames < 0) {
-            QVERIFY(!QFile::exists(file));
-            return;
-        }
-        const Capture c = readCapture(file);
-        QVERIFY(c.whole);
-        QVERIFY(c.sectionOptions.value(4).startsWith("lumoipc "));
-        QVERIFY(!c.sectionOptions.value(3).isEmpty());
-        QCOMPARE(c.linkType, quint16(147));
-        QCOMPARE(c.interfaceOptions.value(2), QByteArray("tst_server"));
-        QCOMPARE(c.interfaceOptions.value(3),
-                 QCoreApplication::applicationName().toUtf8() + " (pid "
-                     + QByteArray::number(::getpid()) + ")");
-        QCOMPARE(c.interfaceOptions.value(9), QByteArray(1, 9));
-        const QList<Packet> expected = {{0, 2, frame::make(1, "q1")},
-                                        {0, 1, frame::make(1, "re:q1")},
-                                        {0, 1, frame::make(0, pattern(200000, 'a'))},
-                                        {0, 1, frame::make(0, pattern(200000, 'b'))},
-                                        {0, 2, frame::make(2, "q2")},
-                                        {0, 1, reply},
-                                        {0, 2, frame::make(3, "q3")},
-                                        {0, 1, frame::make(3, "re:q3")}};
-        QCOMPARE(c.packets.size(), frames);
-        quint64 last = begin;
-        for (int i = 0; i < frames; ++i) {
-            QCOMPARE(c.packets[i].flags, expected[i].flags);
-            QVERIFY2(c.packets[i].frame == expected[i].frame, qPrintable(QString::number(i)));
-            QVERIFY(c.packets[i].ns >= last && c.packets[i].ns <= end);
-            last = c.packets[i].ns;
-        }
-        if (!maxMb.isEmpty())
-            QVERIFY(QFileInfo(file).size() <= maxMb.toDouble() * 1048576);
+        QList<QByteArray> packets;
+        QList<quint64> times;
+        QCOMPARE(readCapture(file, &packets, &times), frames >= 0);
+        QVERIFY(packets == expected.mid(0, qMax(frames, 0))); // whole, in order, and no more
+        for (int i = 0; i < packets.size(); ++i)
+            QVERIFY(times[i] >= (i ? times[i - 1] : begin) && times[i] <= end);
     }
 };
 
