@@ -57,6 +57,17 @@ public:
     static bool invoke(QObject *receiver, const char *member,
                        const std::array<const char *, sizeof...(T)> &typeNames, T... values)
     {
+        return invokeThrough([receiver](auto fn) { return post(receiver, std::move(fn)); },
+                             receiver, member, typeNames, std::move(values)...);
+    }
+
+    // invoke(), except that a call that resolves is handed, as a copyable
+    // functor, to @p hand (which returns whether it took it) instead of being
+    // posted on its own: the caller may batch calls to the receiver's thread.
+    template<class Hand, class... T>
+    static bool invokeThrough(Hand &&hand, QObject *receiver, const char *member,
+                              const std::array<const char *, sizeof...(T)> &typeNames, T... values)
+    {
         static_assert(sizeof...(T) <= MaxArguments, "QMetaObject::invokeMethod takes ten");
         if (!receiver)
             return false;
@@ -64,14 +75,11 @@ public:
         const Method method =
             resolve(receiver->metaObject(), member, typeNames.data(), int(sizeof...(T)));
         std::array<std::shared_ptr<void>, sizeof...(T)> copies;
-        if (method.index >= 0 && copyUntyped(method, copies, Order(), values...)) {
-            post(receiver,
-                 [receiver, index = method.index,
-                  args = take(copies, Order(), std::move(values)...)]() mutable {
-                     call(receiver, index, args, Order());
-                 });
-            return true;
-        }
+        if (method.index >= 0 && copyUntyped(method, copies, Order(), values...))
+            return hand([receiver, index = method.index,
+                         args = take(copies, Order(), std::move(values)...)]() mutable {
+                call(receiver, index, args, Order());
+            });
         return byName(receiver, member, typeNames, Order(), values...);
     }
 
