@@ -16,6 +16,7 @@
 
 #include <cstdlib>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -96,6 +97,15 @@ inline qint64 contextSwitches(qint64 pid = 0)
                 sum += line.mid(line.indexOf(':') + 1).trimmed().toLongLong();
     }
     return sum;
+}
+
+// CPU time this process has used, user and system, all threads, in microseconds.
+inline qint64 cpuMicroseconds()
+{
+    rusage u {};
+    ::getrusage(RUSAGE_SELF, &u);
+    return qint64(u.ru_utime.tv_sec + u.ru_stime.tv_sec) * 1000000 + u.ru_utime.tv_usec
+        + u.ru_stime.tv_usec;
 }
 
 // A "Vm...:" line of /proc/self/status, in KiB.

@@ -201,6 +201,7 @@ int main(int argc, char *argv[])
             std::function<void()> once;
             std::vector<double> us;
             qint64 switches = 0;
+            qint64 cpuUs = 0;
         };
         Round rounds[] = {
             {"ping-pong, waitForReadyRead (64 B)",
@@ -232,25 +233,31 @@ int main(int argc, char *argv[])
         for (int done = -Warmup; done < samples; done += Block) {
             for (Round &round : rounds) {
                 const qint64 switchesBefore = lumobench::contextSwitches();
+                const qint64 cpuBefore = lumobench::cpuMicroseconds();
                 for (int i = 0; i < Block; ++i) {
                     t.start();
                     round.once();
                     if (done >= 0)
                         round.us.push_back(double(t.nsecsElapsed()) / 1000.0);
                 }
-                if (done >= 0)
+                if (done >= 0) {
+                    round.cpuUs += lumobench::cpuMicroseconds() - cpuBefore;
                     round.switches += lumobench::contextSwitches() - switchesBefore;
+                }
             }
         }
         ping.disconnectFromServer();
         evPing.disconnectFromServer();
         echo.waitForFinished(3000);
-        std::printf("\n%-38s %10s %10s %16s   (%d samples each)\n", "", "p50 (us)", "p99 (us)",
-                    "switches/round", int(rounds[0].us.size()));
+        std::printf("\n%-38s %10s %10s %15s %10s   (%d samples each; switches and CPU:"
+                    " this process)\n",
+                    "", "p50 (us)", "p99 (us)", "switches/round", "CPU (us)",
+                    int(rounds[0].us.size()));
         for (const Round &round : rounds)
-            std::printf("%-38s %10.1f %10.1f %16.2f\n", round.name, percentile(round.us, 0.5),
-                        percentile(round.us, 0.99),
-                        double(round.switches) / double(round.us.size()));
+            std::printf("%-38s %10.1f %10.1f %15.2f %10.1f\n", round.name,
+                        percentile(round.us, 0.5), percentile(round.us, 0.99),
+                        double(round.switches) / double(round.us.size()),
+                        double(round.cpuUs) / double(round.us.size()));
         const std::vector<double> &blocking = rounds[0].us;
         const double e2eP50 = percentile(rounds[2].us, 0.5);
         std::printf("%-38s %10.2f\n", "ratio p50 end-to-end / blocking",
@@ -277,10 +284,16 @@ int main(int argc, char *argv[])
             };
             for (int i = 0; i < inFlight; ++i, ++issued)
                 call(r);
+            const qint64 switchesBefore = lumobench::contextSwitches();
+            const qint64 cpuBefore = lumobench::cpuMicroseconds();
             t.start();
             pump(windowMs);
             const int done = r.answered - start;
             const double rate = done * 1000.0 / double(t.elapsed());
+            const double switchesPerCall =
+                double(lumobench::contextSwitches() - switchesBefore) / qMax(1, done);
+            const double cpuPerCall =
+                double(lumobench::cpuMicroseconds() - cpuBefore) / qMax(1, done);
             running = false;
             while (r.answered - start < issued && t.elapsed() < windowMs + 20000)
                 pump(10);
@@ -288,14 +301,15 @@ int main(int argc, char *argv[])
             totalIssued += issued;
             if (inFlight == 256)
                 rate256 = rate;
-            std::printf("%-34s %12.0f calls/s\n",
-                        qPrintable(QStringLiteral("%1 in flight").arg(inFlight)), rate);
+            std::printf("%-38s %10.0f calls/s, %.2f switches and %.1f us CPU per call\n",
+                        qPrintable(QStringLiteral("%1 in flight").arg(inFlight)), rate,
+                        switchesPerCall, cpuPerCall);
         }
-        std::printf("%-34s %12.2f   (target >= 1)\n", "ratio 256 in flight / ping-pong",
+        std::printf("%-38s %10.2f   (target >= 1)\n", "ratio 256 in flight / blocking",
                     rate256 / pingRate);
     }
     if (totalIssued > 0)
-        std::printf("%-34s %12d issued, %d answered, %d failed, %d twice\n", "calls", totalIssued,
+        std::printf("%-38s %10d issued, %d answered, %d failed, %d twice\n", "calls", totalIssued,
                     r.answered, r.failed, r.duplicates);
 
     // Notifications: a burst pushed by the emulator, counted at the event object.
@@ -309,7 +323,7 @@ int main(int argc, char *argv[])
             + QByteArray::number(burst) + "}");
         while (r.notifications < burst && t.elapsed() < 60000)
             pump(5);
-        std::printf("%-34s %12.0f notifications/s (%d of %d delivered)\n", "notifications",
+        std::printf("%-38s %10.0f notifications/s (%d of %d delivered)\n", "notifications",
                     r.notifications * 1000.0 / double(t.elapsed()), r.notifications, burst);
     }
 
@@ -328,19 +342,18 @@ int main(int argc, char *argv[])
                 QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
             ms.push_back(double(t.nsecsElapsed()) / 1e6);
         }
-        std::printf("%-34s %12.1f ms (%lld bytes, median of 3)\n", "16 MiB reply round trip",
+        std::printf("%-38s %10.1f ms (%lld bytes, median of 3)\n", "16 MiB reply round trip",
                     percentile(ms, 0.5), r.lastSize);
     }
 
     LumoIpcFree();
     lumobench::stopService(service);
-    QDir(root).removeRecursively();
 
     // The same round trips with everything on one core: what is left once
     // waking a thread on the other core costs nothing more than a switch.
     if (phases.contains(QLatin1String("latency")) && !pinned
         && !args.contains(QLatin1String("--no-pinned"))) {
-        std::printf("\npinned to core 0 (sched_setaffinity, the emulator and echo peer too):");
+        std::printf("\npinned to core 0 (sched_setaffinity, the emulator and echo peer too):\n");
         std::fflush(stdout);
         QProcess again;
         again.setProcessChannelMode(QProcess::ForwardedChannels);
@@ -350,6 +363,7 @@ int main(int argc, char *argv[])
         again.start(QCoreApplication::applicationFilePath(), pass);
         again.waitForFinished(-1);
     }
+    QDir(root).removeRecursively();
     return 0;
 }
 
