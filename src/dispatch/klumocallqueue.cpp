@@ -27,7 +27,7 @@ bool KLumoCallQueue::post(std::function<void()> call)
 
 void KLumoCallQueue::drain()
 {
-    std::vector<std::function<void()>> batch;
+    QVector<std::function<void()>> batch;
     {
         std::lock_guard<std::mutex> guard(m_lock);
         batch.swap(m_items);

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <QObject>
+#include <QVector>
 
 #include <functional>
 #include <mutex>
-#include <vector>
 
 namespace ofx::lumoipc {
 
@@ -34,7 +34,9 @@ private:
 
     QObject *const m_target;
     std::mutex m_lock;
-    std::vector<std::function<void()>> m_items;
+    // Qt's container, not std::vector: its instantiations stay out of the
+    // library's exported symbols.
+    QVector<std::function<void()>> m_items;
     bool m_drainPosted = false;
 };
 
