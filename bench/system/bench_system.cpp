@@ -1,13 +1,17 @@
-// End-to-end figures of the library against the service emulator, next to a
-// plain QLocalSocket ping-pong measured in the same run:
-//   round trip p50/p99, calls per second with 1/16/256 in flight,
-//   notifications per second, one 16 MiB reply, and what recording the
-//   traffic (LUMOIPC_CAPTURE) costs the round trip and the notification rate.
-// Usage: bench_system [--quick] [--only=latency,throughput,notify,big,capture]
+// End-to-end figures of the library against the service emulator, next to
+// plain QLocalSocket ping-pongs (blocking and in the event loop) measured in
+// the same run:
+//   round trip p50/p99 and context switches per round trip, calls per second
+//   with 1/16/256 in flight, notifications per second, one 16 MiB reply;
+//   what recording the traffic (LUMOIPC_CAPTURE) costs the round trip and the
+//   notification rate; then the round trips again with every process pinned
+//   to one core.
+// Usage: bench_system [--quick] [--only=latency,throughput,notify,big,capture] [--no-pinned]
 // (runs in a private TMPDIR/HOME of its own)
 
 #include "ipc/lumoipc.h"
-#include "transport/kxlocalservernames.h"
+
+#include "lumobenchservice.h"
 
 #include <lumo_types.h>
 
@@ -28,9 +32,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <numeric>
-#include <pwd.h>
-#include <unistd.h>
+#include <sched.h>
 #include <vector>
 
 using ofx::lumo::CreateFolderArg;
@@ -38,14 +42,9 @@ using ofx::lumo::CreateFolderResult;
 
 namespace {
 
-constexpr int PingSize = 64;
+using lumobench::control;
 
-QString serviceName()
-{
-    const passwd *pw = ::getpwuid(::getuid());
-    return QLatin1String(ofx::lumo::servername::Ipc) + QString::fromLocal8Bit(pw ? pw->pw_name : "")
-        + QString::number(::getuid());
-}
+constexpr int PingSize = 64;
 
 // Runs the event loop for @p ms without spinning: the machine's cores belong
 // to the service and the dispatcher's thread while we wait.
@@ -54,19 +53,6 @@ void pump(int ms)
     QEventLoop loop;
     QTimer::singleShot(ms, &loop, &QEventLoop::quit);
     loop.exec();
-}
-
-bool control(const QByteArray &command)
-{
-    QLocalSocket s;
-    s.connectToServer(serviceName() + ".ctl");
-    if (!s.waitForConnected(3000))
-        return false;
-    s.write(command + "\n");
-    while (!s.canReadLine())
-        if (!s.waitForReadyRead(30000))
-            return false;
-    return s.readLine().contains("\"ok\":true");
 }
 
 double percentile(std::vector<double> v, double p)
@@ -124,6 +110,17 @@ public:
     int notifications = 0;
 };
 
+QString call(Receiver &r)
+{
+    static const CreateFolderArg arg = [] {
+        CreateFolderArg a;
+        a.folderName = "bench";
+        return a;
+    }();
+    return LumoIpcAsynCallEx(QStringLiteral("createFolder"), Q_ARG(CreateFolderArg, arg), &r,
+                             QStringLiteral("onResult"));
+}
+
 // Starts the library (recording to @p capture when it is not empty) and waits
 // until it has logged in through the emulator.
 bool startLibrary(const QString &capture = QString())
@@ -140,17 +137,6 @@ bool startLibrary(const QString &capture = QString())
     if (!LumoIpcLoginCache().isLogined)
         std::fprintf(stderr, "bench: the library did not connect to the emulator\n");
     return LumoIpcLoginCache().isLogined;
-}
-
-QString call(Receiver &r)
-{
-    static const CreateFolderArg arg = [] {
-        CreateFolderArg a;
-        a.folderName = "bench";
-        return a;
-    }();
-    return LumoIpcAsynCallEx(QStringLiteral("createFolder"), Q_ARG(CreateFolderArg, arg), &r,
-                             QStringLiteral("onResult"));
 }
 
 // One sequential call: microseconds from the call to its result.
@@ -185,6 +171,7 @@ void countNotifications(Receiver &r)
                      SLOT(onNotify()));
 }
 
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -205,78 +192,128 @@ int main(int argc, char *argv[])
     for (const QString &a : args)
         if (a.startsWith(QLatin1String("--only=")))
             phases = a.mid(7).split(QLatin1Char(','));
-    // A private runtime folder, so the emulator never meets a real service.
-    char tmpl[] = "/tmp/lumobench-XXXXXX";
-    const QString root = QString::fromLocal8Bit(::mkdtemp(tmpl));
-    for (const char *sub : {"/tmp", "/home"})
-        QDir().mkpath(root + sub);
-    qputenv("TMPDIR", (root + "/tmp").toLocal8Bit());
-    qputenv("HOME", (root + "/home").toLocal8Bit());
-    qputenv("XDG_CONFIG_HOME", (root + "/home/.config").toLocal8Bit());
-    qputenv("QT_LOGGING_RULES", "lumoipc*=false");
+    const bool pinned = args.contains(QLatin1String("--pinned"));
+    if (pinned) {
+        // Before any thread exists: every thread of this process, the emulator
+        // and the echo peer inherit the one core.
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(0, &one);
+        ::sched_setaffinity(0, sizeof(one), &one);
+    }
+    const QString root = lumobench::enterPrivateRoot("lumobench");
     QCoreApplication app(argc, argv);
     const int samples = quick ? 2000 : 10000;
     const int windowMs = quick ? 1000 : 2000;
 
     // The emulator, and the library connected to it with a user logged in.
     QProcess service;
-    service.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    service.start(QStringLiteral(LUMO_SERVICE_BIN), {"autologin"});
-    for (int i = 0; i < 100 && !control(R"({"cmd":"status"})"); ++i)
-        QThread::msleep(20);
+    if (!lumobench::startService(service, QStringLiteral(LUMO_SERVICE_BIN))) {
+        std::fprintf(stderr, "bench: the emulator did not start\n");
+        return 1;
+    }
     Receiver r;
     if (!startLibrary())
         return 1;
     QElapsedTimer t;
     int totalIssued = 0;
 
-    // Round trips: the baseline, a sequential 64-byte ping-pong over a plain
-    // local socket to an echoing process, and sequential calls through the
-    // exported functions, measured in alternating blocks so that both see the
-    // same machine (frequency, neighbours, scheduler placement).
+    // Round trips: two baselines, a sequential 64-byte ping-pong over a plain
+    // local socket to an echoing process, waiting in waitForReadyRead() (the
+    // client thread sleeps in the socket's poll) and in the event loop (as a
+    // host and the library wait), and sequential calls through the exported
+    // functions. Measured in alternating blocks so that all three see the same
+    // machine (frequency, neighbours, scheduler placement). The context
+    // switches of this process per round trip count the wake-ups it paid: a
+    // call wakes the host thread and the dispatcher's worker (and the service),
+    // a ping-pong the client thread (and the echo peer).
     double pingRate = 0;
     if (phases.contains(QLatin1String("latency")) || phases.contains(QLatin1String("throughput"))) {
         QProcess echo;
         const QString echoName = QStringLiteral("lumobench-echo");
         echo.start(QCoreApplication::applicationFilePath(), {"--echo-server", echoName});
         echo.waitForReadyRead(5000);
-        QLocalSocket ping;
-        ping.connectToServer(echoName);
-        ping.waitForConnected(3000);
+        QLocalSocket ping, evPing;
+        for (QLocalSocket *s : {&ping, &evPing}) {
+            s->connectToServer(echoName);
+            s->waitForConnected(3000);
+        }
+        qint64 evGot = 0;
+        QObject::connect(&evPing, &QLocalSocket::readyRead,
+                         [&] { evGot += evPing.readAll().size(); });
         const QByteArray payload(PingSize, 'p');
-        std::vector<double> pingRtt, e2e;
+        struct Round
+        {
+            const char *name;
+            std::function<void()> once;
+            std::vector<double> us;
+            qint64 switches = 0;
+            qint64 cpuUs = 0;
+        };
+        Round rounds[] = {
+            {"ping-pong, waitForReadyRead (64 B)",
+             [&] {
+                 ping.write(payload);
+                 ping.flush();
+                 qint64 got = 0;
+                 while (got < PingSize && ping.waitForReadyRead(3000))
+                     got += ping.readAll().size();
+             }},
+            {"ping-pong, event loop (64 B)",
+             [&] {
+                 evGot = 0;
+                 evPing.write(payload);
+                 evPing.flush();
+                 while (evGot < PingSize)
+                     QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+             }},
+            {"LumoIpcAsynCallEx round trip",
+             [&] {
+                 const int before = r.answered;
+                 call(r);
+                 ++totalIssued;
+                 while (r.answered == before)
+                     QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+             }},
+        };
         constexpr int Block = 50, Warmup = 100;
         for (int done = -Warmup; done < samples; done += Block) {
-            for (int i = 0; i < Block; ++i) {
-                t.start();
-                ping.write(payload);
-                ping.flush();
-                qint64 got = 0;
-                while (got < PingSize && ping.waitForReadyRead(3000))
-                    got += ping.readAll().size();
-                if (done >= 0)
-                    pingRtt.push_back(double(t.nsecsElapsed()) / 1000.0);
-            }
-            for (int i = 0; i < Block; ++i) {
-                const double us = timedCall(r);
-                ++totalIssued;
-                if (done >= 0)
-                    e2e.push_back(us);
+            for (Round &round : rounds) {
+                const qint64 switchesBefore = lumobench::contextSwitches();
+                const qint64 cpuBefore = lumobench::cpuMicroseconds();
+                for (int i = 0; i < Block; ++i) {
+                    t.start();
+                    round.once();
+                    if (done >= 0)
+                        round.us.push_back(double(t.nsecsElapsed()) / 1000.0);
+                }
+                if (done >= 0) {
+                    round.cpuUs += lumobench::cpuMicroseconds() - cpuBefore;
+                    round.switches += lumobench::contextSwitches() - switchesBefore;
+                }
             }
         }
         ping.disconnectFromServer();
+        evPing.disconnectFromServer();
         echo.waitForFinished(3000);
-        const double pingP50 = percentile(pingRtt, 0.5), pingP99 = percentile(pingRtt, 0.99);
-        pingRate =
-            1e6 / (std::accumulate(pingRtt.begin(), pingRtt.end(), 0.0) / double(pingRtt.size()));
-        const double e2eP50 = percentile(e2e, 0.5), e2eP99 = percentile(e2e, 0.99);
-        std::printf("\n%-34s %12s %12s   (%d samples each)\n", "", "p50 (us)", "p99 (us)",
-                    int(e2e.size()));
-        std::printf("%-34s %12.1f %12.1f\n", "QLocalSocket ping-pong (64 B)", pingP50, pingP99);
-        std::printf("%-34s %12.1f %12.1f\n", "LumoIpcAsynCallEx round trip", e2eP50, e2eP99);
-        std::printf("%-34s %12.2f   (target <= 1.6)\n\n", "ratio p50 end-to-end / ping-pong",
-                    e2eP50 / pingP50);
-        std::printf("%-34s %12.0f calls/s\n", "ping-pong sequential rate", pingRate);
+        std::printf("\n%-38s %10s %10s %15s %10s   (%d samples each; switches and CPU:"
+                    " this process)\n",
+                    "", "p50 (us)", "p99 (us)", "switches/round", "CPU (us)",
+                    int(rounds[0].us.size()));
+        for (const Round &round : rounds)
+            std::printf("%-38s %10.1f %10.1f %15.2f %10.1f\n", round.name,
+                        percentile(round.us, 0.5), percentile(round.us, 0.99),
+                        double(round.switches) / double(round.us.size()),
+                        double(round.cpuUs) / double(round.us.size()));
+        const std::vector<double> &blocking = rounds[0].us;
+        const double e2eP50 = percentile(rounds[2].us, 0.5);
+        std::printf("%-38s %10.2f\n", "ratio p50 end-to-end / blocking",
+                    e2eP50 / percentile(blocking, 0.5));
+        std::printf("%-38s %10.2f\n\n", "ratio p50 end-to-end / event loop",
+                    e2eP50 / percentile(rounds[1].us, 0.5));
+        pingRate = 1e6
+            / (std::accumulate(blocking.begin(), blocking.end(), 0.0) / double(blocking.size()));
+        std::printf("%-38s %10.0f calls/s\n", "blocking ping-pong sequential rate", pingRate);
     }
 
     // Throughput with a fixed number of calls in flight.
@@ -294,10 +331,16 @@ int main(int argc, char *argv[])
             };
             for (int i = 0; i < inFlight; ++i, ++issued)
                 call(r);
+            const qint64 switchesBefore = lumobench::contextSwitches();
+            const qint64 cpuBefore = lumobench::cpuMicroseconds();
             t.start();
             pump(windowMs);
             const int done = r.answered - start;
             const double rate = done * 1000.0 / double(t.elapsed());
+            const double switchesPerCall =
+                double(lumobench::contextSwitches() - switchesBefore) / qMax(1, done);
+            const double cpuPerCall =
+                double(lumobench::cpuMicroseconds() - cpuBefore) / qMax(1, done);
             running = false;
             while (r.answered - start < issued && t.elapsed() < windowMs + 20000)
                 pump(10);
@@ -305,14 +348,15 @@ int main(int argc, char *argv[])
             totalIssued += issued;
             if (inFlight == 256)
                 rate256 = rate;
-            std::printf("%-34s %12.0f calls/s\n",
-                        qPrintable(QStringLiteral("%1 in flight").arg(inFlight)), rate);
+            std::printf("%-38s %10.0f calls/s, %.2f switches and %.1f us CPU per call\n",
+                        qPrintable(QStringLiteral("%1 in flight").arg(inFlight)), rate,
+                        switchesPerCall, cpuPerCall);
         }
-        std::printf("%-34s %12.2f   (target >= 1)\n", "ratio 256 in flight / ping-pong",
+        std::printf("%-38s %10.2f   (target >= 1)\n", "ratio 256 in flight / blocking",
                     rate256 / pingRate);
     }
     if (totalIssued > 0)
-        std::printf("%-34s %12d issued, %d answered, %d failed, %d twice\n", "calls", totalIssued,
+        std::printf("%-38s %10d issued, %d answered, %d failed, %d twice\n", "calls", totalIssued,
                     r.answered, r.failed, r.duplicates);
 
     // Notifications: a burst pushed by the emulator, counted at the event object.
@@ -320,7 +364,7 @@ int main(int argc, char *argv[])
         countNotifications(r);
         const int burst = quick ? 5000 : 20000;
         const double rate = notificationRate(r, burst);
-        std::printf("%-34s %12.0f notifications/s (%d of %d delivered)\n", "notifications", rate,
+        std::printf("%-38s %10.0f notifications/s (%d of %d delivered)\n", "notifications", rate,
                     r.notifications, burst);
     }
 
@@ -374,13 +418,27 @@ int main(int argc, char *argv[])
                 QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
             ms.push_back(double(t.nsecsElapsed()) / 1e6);
         }
-        std::printf("%-34s %12.1f ms (%lld bytes, median of 3)\n", "16 MiB reply round trip",
+        std::printf("%-38s %10.1f ms (%lld bytes, median of 3)\n", "16 MiB reply round trip",
                     percentile(ms, 0.5), r.lastSize);
     }
 
     LumoIpcFree();
-    control(R"({"cmd":"stop"})");
-    service.waitForFinished(5000);
+    lumobench::stopService(service);
+
+    // The same round trips with everything on one core: what is left once
+    // waking a thread on the other core costs nothing more than a switch.
+    if (phases.contains(QLatin1String("latency")) && !pinned
+        && !args.contains(QLatin1String("--no-pinned"))) {
+        std::printf("\npinned to core 0 (sched_setaffinity, the emulator and echo peer too):\n");
+        std::fflush(stdout);
+        QProcess again;
+        again.setProcessChannelMode(QProcess::ForwardedChannels);
+        QStringList pass = {QStringLiteral("--pinned"), QStringLiteral("--only=latency")};
+        if (quick)
+            pass << QStringLiteral("--quick");
+        again.start(QCoreApplication::applicationFilePath(), pass);
+        again.waitForFinished(-1);
+    }
     QDir(root).removeRecursively();
     return 0;
 }

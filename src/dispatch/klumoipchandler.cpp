@@ -38,8 +38,7 @@ QString KLumoIpcHandler::asynCall(const QString &method, const QStringList &para
 {
     const QString requestId = createRequestId();
     KLumoIpcHandlerPrivate *const target = d.get();
-    if (!KLumoQueuedCall::post(
-            target,
+    if (!target->calls().post(
             [target, requestId, method, params, guarded = QPointer<QObject>(receiver), slot] {
                 target->asynCall(requestId, method, params, guarded, slot);
             }))
@@ -54,8 +53,10 @@ QString KLumoIpcHandler::asynCallEx(const QString &method, const QGenericArgumen
     // The slot that runs @p method takes (requestId, its argument, receiver, slot);
     // anything else (an unknown name, another type name) is Qt's to report.
     const QByteArray slotName = method.toUtf8();
-    if (!KLumoQueuedCall::invoke(
-            d.get(), slotName.constData(), {"QString", arg.name(), "QPointer<QObject>", "QString"},
+    KLumoCallQueue &calls = d->calls();
+    if (!KLumoQueuedCall::invokeThrough(
+            [&calls](auto call) { return calls.post(std::move(call)); }, d.get(),
+            slotName.constData(), {"QString", arg.name(), "QPointer<QObject>", "QString"},
             requestId, KLumoQueuedCall::Untyped {arg.data()}, QPointer<QObject>(receiver), slot))
         logFailure(method);
     return requestId;
@@ -64,7 +65,7 @@ QString KLumoIpcHandler::asynCallEx(const QString &method, const QGenericArgumen
 bool KLumoIpcHandler::cancelRequest(const QString &requestId)
 {
     KLumoIpcHandlerPrivate *const target = d.get();
-    return KLumoQueuedCall::post(target, [target, requestId] { target->cancelRequest(requestId); });
+    return target->calls().post([target, requestId] { target->cancelRequest(requestId); });
 }
 
 QObject *KLumoIpcHandler::privateObject() const

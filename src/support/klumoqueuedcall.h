@@ -63,7 +63,8 @@ public:
     static bool invoke(QObject *receiver, const char *member,
                        const std::array<const char *, sizeof...(T)> &typeNames, T... values)
     {
-        return queue(nullptr, receiver, member, typeNames, std::move(values)...);
+        return invokeThrough([receiver](auto fn) { return post(receiver, std::move(fn)); },
+                             receiver, member, typeNames, std::move(values)...);
     }
 
     // As invoke(), except that the member does not run if @p gate has expired
@@ -74,7 +75,38 @@ public:
                             const char *member,
                             const std::array<const char *, sizeof...(T)> &typeNames, T... values)
     {
-        return queue(&gate, receiver, member, typeNames, std::move(values)...);
+        return invokeThrough(
+            [receiver, &gate](auto fn) {
+                return post(receiver, [open = gate, fn = std::move(fn)]() mutable {
+                    if (!open.expired())
+                        fn();
+                });
+            },
+            receiver, member, typeNames, std::move(values)...);
+    }
+
+    // invoke(), except that a call that resolves is handed, as a copyable
+    // functor, to @p hand (which returns whether it took it) instead of being
+    // posted on its own: the caller may batch calls to the receiver's thread.
+    template<class Hand, class... T>
+    static bool invokeThrough(Hand &&hand, QObject *receiver, const char *member,
+                              const std::array<const char *, sizeof...(T)> &typeNames, T... values)
+    {
+        static_assert(sizeof...(T) <= MaxArguments, "QMetaObject::invokeMethod takes ten");
+        if (!receiver)
+            return false;
+        using Order = std::index_sequence_for<T...>;
+        const Method method =
+            resolve(receiver->metaObject(), member, typeNames.data(), int(sizeof...(T)));
+        std::array<std::shared_ptr<void>, sizeof...(T)> copies;
+        if (method.index >= 0 && copyUntyped(method, copies, Order(), values...))
+            return hand([receiver, index = method.index,
+                         args = take(copies, Order(), std::move(values)...)]() mutable {
+                call(receiver, index, args, Order());
+            });
+        if (method.unfit)
+            return false; // reported once, when first resolved
+        return byName(receiver, member, typeNames, Order(), values...);
     }
 
     // Runs @p fn in @p target's thread, queued; dropped if the target goes first.
@@ -88,32 +120,6 @@ public:
 
 private:
     static constexpr int MaxArguments = 10;
-
-    template<class... T>
-    static bool queue(const std::weak_ptr<const void> *gate, QObject *receiver, const char *member,
-                      const std::array<const char *, sizeof...(T)> &typeNames, T... values)
-    {
-        static_assert(sizeof...(T) <= MaxArguments, "QMetaObject::invokeMethod takes ten");
-        if (!receiver)
-            return false;
-        using Order = std::index_sequence_for<T...>;
-        const Method method =
-            resolve(receiver->metaObject(), member, typeNames.data(), int(sizeof...(T)));
-        std::array<std::shared_ptr<void>, sizeof...(T)> copies;
-        if (method.index >= 0 && copyUntyped(method, copies, Order(), values...)) {
-            post(receiver,
-                 [receiver, index = method.index, gated = gate != nullptr,
-                  open = gate ? *gate : std::weak_ptr<const void>(),
-                  args = take(copies, Order(), std::move(values)...)]() mutable {
-                     if (!gated || !open.expired())
-                         call(receiver, index, args, Order());
-                 });
-            return true;
-        }
-        if (method.unfit)
-            return false; // reported once, when first resolved
-        return byName(receiver, member, typeNames, Order(), values...);
-    }
 
     struct Method
     {

@@ -337,8 +337,8 @@ private Q_SLOTS:
         QCOMPARE(int(warnings), receiverDeleted ? 0 : 1);
     }
 
-    // Of three calls in flight, the first is cancelled: its reply still comes,
-    // first, and is dropped. The library is freed before the third's reply,
+    // Of three calls in flight, the first is cancelled in the same burst (so
+    // after it was sent): its reply still comes, first, and is dropped. The library is freed before the third's reply,
     // which then finds nothing to deliver to. Started again it works, with other
     // meta-type ids: nothing looked up before may be used after.
     void cancelTeardownRestart()
@@ -354,8 +354,8 @@ private Q_SLOTS:
             const QString cancelled = r.call(*rig.handler, &rig.receiver);
             const QString kept = r.call(*rig.handler, &rig.receiver);
             r.call(*rig.handler, &rig.receiver);
-            QVERIFY(rig.peer.waitForFrames(3));
             QVERIFY(rig.handler->cancelRequest(cancelled));
+            QVERIFY(rig.peer.waitForFrames(3));
             QTRY_COMPARE(rig.pending(), 2);
             QList<FramedPeer::Frame> frames = rig.peer.takeFrames();
             const FramedPeer::Frame last = frames.takeLast();

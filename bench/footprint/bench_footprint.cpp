@@ -1,0 +1,247 @@
+// What the library costs every host application, next to its targets:
+//   text size and exported dynamic symbols of the shared library,
+//   the time of a clean build without ccache (only with --build-time),
+//   resident memory of a minimal host once it sees the login,
+//   time from LumoIpcInit to the login being seen, the emulator running,
+//   wake-ups per second of that host, connected and idle (all its threads).
+// Usage: bench_footprint [--quick] [--build-time] [--lib=PATH] [--idle=SECONDS]
+// (--quick: a 3 s idle window instead of 30 s; runs in a private TMPDIR/HOME.)
+// The host is this program again (--host), so that its figures are a fresh
+// process's and the measurement itself never runs inside it.
+
+#include "ipc/lumoipc.h"
+
+#include "lumobenchservice.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QSocketNotifier>
+#include <QStringList>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace {
+
+constexpr qint64 TextTarget = 6000000;
+constexpr double LoginTargetMs = 50;
+constexpr double WakeupTarget = 1;
+constexpr int LoginTimeoutMs = 10000;
+
+// The minimal host: sees the login, says when and at what memory, then stays
+// idle until its standard input closes.
+class Host : public QObject
+{
+    Q_OBJECT
+public:
+    QElapsedTimer sinceInit;
+
+public Q_SLOTS:
+    void onLoginStatus()
+    {
+        if (reported || !LumoIpcLoginCache().isLogined)
+            return;
+        reported = true;
+        std::printf("login %.2f\nrss %lld\nhwm %lld\n", double(sinceInit.nsecsElapsed()) / 1e6,
+                    lumobench::statusKiB("VmRSS:"), lumobench::statusKiB("VmHWM:"));
+        std::fflush(stdout);
+    }
+
+private:
+    bool reported = false;
+};
+
+int runHost(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    Host host;
+    host.sinceInit.start();
+    LumoIpcInit(true);
+    QObject::connect(LumoIpcEventObject(), SIGNAL(LoginStatusChange()), &host,
+                     SLOT(onLoginStatus()));
+    QSocketNotifier input(0, QSocketNotifier::Read);
+    QObject::connect(&input, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
+    const int rc = app.exec();
+    LumoIpcFree();
+    return rc;
+}
+
+QByteArray run(const QString &program, const QStringList &args, int timeoutMs = 60000)
+{
+    QProcess p;
+    p.start(program, args);
+    if (!p.waitForFinished(timeoutMs) || p.exitCode() != 0)
+        return {};
+    return p.readAllStandardOutput();
+}
+
+// The "text" column of size(1) in its Berkeley form.
+qint64 textSize(const QString &lib)
+{
+    const QList<QByteArray> lines = run(QStringLiteral("size"), {lib}).split('\n');
+    bool ok = false;
+    const qint64 text = lines.value(1).simplified().split(' ').value(0).toLongLong(&ok);
+    return ok ? text : -1;
+}
+
+qint64 exportedSymbols(const QString &lib)
+{
+    const QByteArray out = run(QStringLiteral("nm"), {"-D", "--defined-only", lib});
+    return out.isEmpty() ? -1 : out.count('\n');
+}
+
+// Configures a fresh build folder and builds the library, tools and tests with
+// both cores and ccache bypassed; seconds, or -1 when the build fails.
+double cleanBuildSeconds()
+{
+    const QString dir = QStringLiteral(LUMO_BINARY_DIR "/footprint-clean-build");
+    QDir(dir).removeRecursively();
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("CCACHE_DISABLE"), QStringLiteral("1"));
+    const auto step = [&](const QStringList &args) {
+        QProcess p;
+        p.setProcessEnvironment(env);
+        p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        p.setStandardOutputFile(QProcess::nullDevice());
+        p.start(QStringLiteral("cmake"), args);
+        return p.waitForFinished(-1) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+    };
+    QElapsedTimer t;
+    t.start();
+    const bool built = step({"-S", LUMO_SOURCE_DIR, "-B", dir, "-G", "Ninja",
+                             "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DLUMO_BUILD_BENCH=OFF"})
+        && step({"--build", dir, "-j", "2"});
+    const double seconds = double(t.elapsed()) / 1000.0;
+    QDir(dir).removeRecursively();
+    return built ? seconds : -1;
+}
+
+struct HostFigures
+{
+    double loginMs = -1;
+    qint64 rssKiB = -1, hwmKiB = -1;
+    double wakeupsPerSecond = -1;
+    int threads = 0;
+};
+
+// Runs the host against a freshly started emulator; its idle window starts
+// @p settleMs after the login.
+HostFigures measureHost(int idleMs, int settleMs)
+{
+    HostFigures f;
+    QProcess service;
+    if (!lumobench::startService(service, QStringLiteral(LUMO_SERVICE_BIN))) {
+        std::fprintf(stderr, "bench_footprint: the emulator did not start\n");
+        return f;
+    }
+    QProcess host;
+    host.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    host.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--host")});
+    QElapsedTimer t;
+    t.start();
+    QByteArray out;
+    while (out.count('\n') < 3 && t.elapsed() < LoginTimeoutMs && host.waitForReadyRead(1000))
+        out += host.readAllStandardOutput();
+    for (const QByteArray &line : out.split('\n')) {
+        const QList<QByteArray> kv = line.split(' ');
+        if (kv.value(0) == "login")
+            f.loginMs = kv.value(1).toDouble();
+        else if (kv.value(0) == "rss")
+            f.rssKiB = kv.value(1).toLongLong();
+        else if (kv.value(0) == "hwm")
+            f.hwmKiB = kv.value(1).toLongLong();
+    }
+    if (f.loginMs >= 0) {
+        // Sleep, not an event loop: the driver must not wake anything meanwhile.
+        QThread::msleep(ulong(settleMs));
+        const qint64 pid = host.processId();
+        const qint64 before = lumobench::contextSwitches(pid);
+        QElapsedTimer window;
+        window.start();
+        QThread::msleep(ulong(idleMs));
+        const qint64 after = lumobench::contextSwitches(pid);
+        f.wakeupsPerSecond = double(after - before) * 1000.0 / double(window.elapsed());
+        f.threads = QDir(QStringLiteral("/proc/%1/task").arg(pid))
+                        .entryList(QDir::Dirs | QDir::NoDotAndDotDot)
+                        .size();
+    } else {
+        std::fprintf(stderr, "bench_footprint: the host saw no login in %d ms\n", LoginTimeoutMs);
+    }
+    host.closeWriteChannel();
+    if (!host.waitForFinished(10000))
+        host.kill();
+    lumobench::stopService(service);
+    return f;
+}
+
+// One line of the report: what, the figure (or why there is none), the target.
+void row(const QString &what, const QString &figure, const QString &target = QString())
+{
+    std::printf("%-58s %14s   %s\n", qPrintable(what), qPrintable(figure), qPrintable(target));
+}
+
+QString verdict(bool met, const QString &target)
+{
+    return target + (met ? QStringLiteral("  met") : QStringLiteral("  MISSED"));
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (argc >= 2 && QByteArray(argv[1]) == "--host")
+        return runHost(argc, argv);
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
+    const bool quick = args.contains(QLatin1String("--quick"));
+    QString lib = QStringLiteral(LUMOIPC_LIBRARY);
+    int idleSeconds = quick ? 3 : 30;
+    for (const QString &a : args) {
+        if (a.startsWith(QLatin1String("--lib=")))
+            lib = a.mid(6);
+        else if (a.startsWith(QLatin1String("--idle=")))
+            idleSeconds = qMax(1, a.mid(7).toInt());
+    }
+    const QString root = lumobench::enterPrivateRoot("lumofootprint");
+    QCoreApplication app(argc, argv);
+
+    std::printf("footprint of %s\n", qPrintable(lib));
+    const qint64 text = textSize(lib);
+    row(QStringLiteral("text size (size, bytes)"),
+        text < 0 ? QStringLiteral("unavailable") : QString::number(text),
+        verdict(text >= 0 && text <= TextTarget, QStringLiteral("<= %1").arg(TextTarget)));
+    const qint64 symbols = exportedSymbols(lib);
+    row(QStringLiteral("exported dynamic symbols (nm -D --defined-only)"),
+        symbols < 0 ? QStringLiteral("unavailable") : QString::number(symbols));
+    if (args.contains(QLatin1String("--build-time"))) {
+        const double s = cleanBuildSeconds();
+        row(QStringLiteral("clean build, no ccache, -j2 (library, tools, tests; s)"),
+            s < 0 ? QStringLiteral("failed") : QString::number(s, 'f', 1));
+    } else {
+        row(QStringLiteral("clean build, no ccache, -j2 (library, tools, tests; s)"),
+            QStringLiteral("not measured"), QStringLiteral("(--build-time)"));
+    }
+
+    const HostFigures f = measureHost(idleSeconds * 1000, quick ? 500 : 2000);
+    const auto orNone = [](double v, int decimals) {
+        return v < 0 ? QStringLiteral("unavailable") : QString::number(v, 'f', decimals);
+    };
+    row(QStringLiteral("minimal host after login, VmRSS (KiB)"), orNone(double(f.rssKiB), 0));
+    row(QStringLiteral("minimal host after login, VmHWM (KiB)"), orNone(double(f.hwmKiB), 0));
+    row(QStringLiteral("LumoIpcInit to login seen, emulator running (ms)"), orNone(f.loginMs, 1),
+        verdict(f.loginMs >= 0 && f.loginMs <= LoginTargetMs,
+                QStringLiteral("<= %1").arg(LoginTargetMs)));
+    row(QStringLiteral("idle connected host, wake-ups/s over %1 s (%2 threads)")
+            .arg(idleSeconds)
+            .arg(f.threads),
+        orNone(f.wakeupsPerSecond, 2),
+        verdict(f.wakeupsPerSecond >= 0 && f.wakeupsPerSecond <= WakeupTarget,
+                QStringLiteral("<= %1").arg(WakeupTarget)));
+    QDir(root).removeRecursively();
+    return text >= 0 && symbols >= 0 && f.loginMs >= 0 && f.wakeupsPerSecond >= 0 ? 0 : 1;
+}
+
+#include "bench_footprint.moc"
