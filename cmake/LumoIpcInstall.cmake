@@ -12,6 +12,22 @@ target_include_directories(lumoipc INTERFACE $<INSTALL_INTERFACE:${LUMOIPC_INSTA
 install(TARGETS lumoipc EXPORT LumoIpcTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT lumoipc NAMELINK_COMPONENT lumoipc)
 
+# Installed like a distribution ships it: the library stripped, its debug
+# information in a file of its own that the library names (.gnu_debuglink).
+# GDB and addr2line look for that file in ".debug" beside the library, so
+# crash reports symbolise without any setting; a packager moves it to the
+# debug package. The build tree's library keeps everything.
+set(LUMOIPC_INSTALL_DEBUGDIR ${CMAKE_INSTALL_LIBDIR}/.debug)
+install(CODE "
+  set(lib \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/$<TARGET_FILE_NAME:lumoipc>\")
+  set(dbg \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${LUMOIPC_INSTALL_DEBUGDIR}/$<TARGET_FILE_NAME:lumoipc>.debug\")
+  get_filename_component(dir \${dbg} DIRECTORY)
+  file(MAKE_DIRECTORY \${dir})
+  message(STATUS \"Splitting debug information: \${dbg}\")
+  execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --only-keep-debug \${lib} \${dbg} COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --strip-unneeded --add-gnu-debuglink=\${dbg} \${lib}
+                  COMMAND_ERROR_IS_FATAL ANY)" COMPONENT lumoipc)
+
 # Headers keep their folder below the include root, as the sources include them.
 set(_lumo_src ${PROJECT_SOURCE_DIR}/src)
 install(FILES ${_lumo_src}/ipc/lumoipc.h ${CMAKE_CURRENT_BINARY_DIR}/lumoipc_export.h

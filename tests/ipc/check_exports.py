@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Checks the dynamic symbols that liblumoipc.so defines.
 
-Allowed: the exported functions (exact signatures), the log sink, and what a
-host needs to use the records by value: members, typeinfo and vtables of the
-generated record classes, their free swap/operator<<, KRpcResponse, and weak
-template instances (std::vector<Record> and the like) that name nothing
-internal. Anything else is a leak of internals.
+Required and allowed: the exported functions (exact signatures), the log sink,
+KRpcResponse, and for every generated record what a host needs to use it by
+value: its typeinfo and vtable, copy constructor, destructor, assignment,
+read, write, setters and free swap. Anything else, weak template instances
+included, is a leak of internals.
 
 usage: check_exports.py <liblumoipc.so> <lumo_types.h>
 """
@@ -30,31 +30,42 @@ FUNCTIONS = {
     "LumoIpcCheckLumoRunning()",
     "LumoIpcStartLumoProcess(QString const&)",
     "_nvo_log_msg(QtMsgType, char const*, QString const&)",
+    "KRpcResponse::value(QString const&, QString const&) const",
 }
 # Symbols the linker defines in every shared object (sanitizer builds export them).
 LINKER_SYMBOLS = {"__bss_start", "_edata", "_end"}
-PREFIXES = re.compile(r"^((typeinfo name|typeinfo|vtable|VTT) for |(non-)?virtual thunk to )+")
-INTERNAL = re.compile(r"ofx::lumoipc::|ofx::lumo::K[A-Za-z]|\bKLumo|\bKx[A-Z]|\bIKx")
+PREFIXES = re.compile(r"^((typeinfo name|typeinfo|vtable) for )+")
 
 
-def allowed(kind, name, records):
+def record_needs(header):
+    """The names (up to the argument list) a host needs of each record."""
+    needs = set()
+    for name, body in re.findall(r"^class (\w+) :[^\n]*\n(.*?)^};", header, re.M | re.S):
+        r = f"ofx::lumo::{name}"
+        needs |= {f"vtable for {r}", f"typeinfo for {r}", f"{r}::{name}", f"{r}::~{name}",
+                  f"{r}::operator=", f"{r}::read", f"{r}::write", f"ofx::lumo::swap({r}&, {r}&)"}
+        needs |= {f"{r}::{setter}" for setter in re.findall(r"\b(__set_\w+)\(", body)}
+    return needs
+
+
+def allowed(name, records):
     bare = PREFIXES.sub("", name)
     record = re.match(r"ofx::lumo::(\w+)", bare)
-    return (name in FUNCTIONS or name in LINKER_SYMBOLS
-            or (record and record.group(1) in records)
-            or (re.match(r"ofx::lumo::(swap|operator<<)\(", bare) and not INTERNAL.search(bare))
-            or bare.startswith("KRpcResponse")
-            or (kind in "WVu" and not INTERNAL.search(name)))
+    swap = re.fullmatch(r"ofx::lumo::swap\(ofx::lumo::(\w+)&, ofx::lumo::\1&\)", bare)
+    return (name in FUNCTIONS or name in LINKER_SYMBOLS or bare.startswith("KRpcResponse::")
+            or bool(record and record.group(1) in records) or bool(swap and swap.group(1) in records))
 
 
 def main():
     lib, types_header = sys.argv[1], sys.argv[2]
-    records = set(re.findall(r"^class (\w+)", open(types_header).read(), re.M))
+    header = open(types_header).read()
+    records = set(re.findall(r"^class (\w+)", header, re.M))
     out = subprocess.run(["nm", "-D", "--defined-only", "--demangle", lib], check=True,
                          capture_output=True, text=True).stdout
-    symbols = [line.split(" ", 2)[1:] for line in out.splitlines() if line.count(" ") >= 2]
-    missing = sorted(FUNCTIONS - {name for _, name in symbols})
-    leaks = [f"{kind} {name}" for kind, name in symbols if not allowed(kind, name, records)]
+    symbols = [line.split(" ", 2)[2] for line in out.splitlines() if line.count(" ") >= 2]
+    names = set(symbols) | {s.split("(")[0] for s in symbols}
+    missing = sorted((FUNCTIONS | record_needs(header)) - names)
+    leaks = [name for name in symbols if not allowed(name, records)]
     for line in [f"MISSING {name}" for name in missing] + [f"LEAK    {s}" for s in leaks]:
         print(line)
     print(f"{len(symbols)} symbols, {len(missing)} missing, {len(leaks)} leaking")

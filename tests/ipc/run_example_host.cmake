@@ -34,18 +34,32 @@ function(expect out)
   endforeach()
 endfunction()
 
-# Runs a command; fails unless it succeeds and its output holds every EXPECT text.
+# Runs a command; fails unless it succeeds, its output holds every EXPECT text
+# and no REJECT text.
 function(run)
-  cmake_parse_arguments(R "" "" "EXPECT" ${ARGN})
+  cmake_parse_arguments(R "" "" "EXPECT;REJECT" ${ARGN})
   execute_process(COMMAND ${R_UNPARSED_ARGUMENTS} RESULT_VARIABLE rc OUTPUT_VARIABLE out
                   ERROR_VARIABLE err)
   if(NOT rc EQUAL 0)
     message(FATAL_ERROR "failed (${rc}): ${R_UNPARSED_ARGUMENTS}\n${out}\n${err}")
   endif()
   expect("${out}" ${R_EXPECT})
+  foreach(text ${R_REJECT})
+    string(FIND "${out}" "${text}" at)
+    if(NOT at EQUAL -1)
+      message(FATAL_ERROR "output of ${R_UNPARSED_ARGUMENTS} holds \"${text}\":\n${out}")
+    endif()
+  endforeach()
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component lumoipc)
+# Installed stripped, its debug information split off: through the debug link
+# an address still resolves to its function and source line.
+file(GLOB lib ${prefix}/lib/liblumoipc.so.*.*.*)
+run(readelf -S -W ${lib} EXPECT ".gnu_debuglink" REJECT ".debug_info" ".symtab")
+execute_process(COMMAND nm -D --defined-only ${lib} OUTPUT_VARIABLE symbols)
+string(REGEX MATCH "([0-9a-f]+) T _Z11LumoIpcInitb" _ "${symbols}")
+run(addr2line -f -C -e ${lib} 0x${CMAKE_MATCH_1} EXPECT "LumoIpcInit(bool)" "lumoipc.cpp:")
 find_program(CCACHE ccache)
 if(CCACHE)
   set(launcher -DCMAKE_CXX_COMPILER_LAUNCHER=${CCACHE})
