@@ -1,6 +1,7 @@
 # Installs the build into a private prefix, builds examples/host against the
 # installed package (find_package(LumoIpc)) and runs it; pkg-config finds it too.
 #   -DBUILD_DIR=<top build dir> -DSOURCE_DIR=<top source dir> -DWORK_DIR=<scratch dir>
+#   -DQT_MAJOR_VERSION=<5 or 6> -DFLAVOUR_SUFFIX=<"" or -qt6>
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
@@ -26,10 +27,11 @@ if(CCACHE)
   set(launcher -DCMAKE_CXX_COMPILER_LAUNCHER=${CCACHE})
 endif()
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/examples/host -B ${WORK_DIR}/build -G Ninja
-    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release ${launcher})
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release -DQT_MAJOR_VERSION=${QT_MAJOR_VERSION}
+    ${launcher})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${CMAKE_COMMAND} -E env TMPDIR=${WORK_DIR} HOME=${WORK_DIR} XDG_CONFIG_HOME=${WORK_DIR}/config
     QT_LOGGING_RULES=lumoipc*=false ${WORK_DIR}/build/lumo_example_host
     EXPECT "logined=0 running=0" "record=example.txt" "freed object=(nil)")
-run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${prefix}/lib/pkgconfig pkg-config --cflags --libs lumoipc
-    EXPECT "-llumoipc" "/include/lumoipc")
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${prefix}/lib/pkgconfig pkg-config --cflags --libs lumoipc${FLAVOUR_SUFFIX}
+    EXPECT "-llumoipc${FLAVOUR_SUFFIX} " "/include/lumoipc")
