@@ -60,7 +60,11 @@ KLumoQueuedCall::Method KLumoQueuedCall::resolve(const QMetaObject *meta, const 
     if (method.index < 0)
         method.index = meta->indexOfMethod(QMetaObject::normalizedSignature(signature));
     for (int i = 0; method.index >= 0 && i < count; ++i) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+        method.typeIds[size_t(i)] = QMetaType::fromName(typeNames[i]).id();
+#else
         method.typeIds[size_t(i)] = QMetaType::type(typeNames[i]);
+#endif
         if (method.typeIds[size_t(i)] == QMetaType::UnknownType)
             return Method {};
     }
@@ -73,10 +77,11 @@ KLumoQueuedCall::Method KLumoQueuedCall::resolve(const QMetaObject *meta, const 
 
 std::shared_ptr<void> KLumoQueuedCall::copyOf(int typeId, const void *data)
 {
-    void *copy = QMetaType::create(typeId, data);
+    const QMetaType type(typeId);
+    void *copy = type.create(data);
     if (!copy)
         return nullptr;
-    return std::shared_ptr<void>(copy, [typeId](void *p) { QMetaType::destroy(typeId, p); });
+    return std::shared_ptr<void>(copy, [type](void *p) { type.destroy(p); });
 }
 
 void KLumoQueuedCall::clearCache()
