@@ -1,4 +1,5 @@
 #include "support/klumoqueuedcall.h"
+#include "support/klumometatypes.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -60,11 +61,7 @@ KLumoQueuedCall::Method KLumoQueuedCall::resolve(const QMetaObject *meta, const 
     if (method.index < 0)
         method.index = meta->indexOfMethod(QMetaObject::normalizedSignature(signature));
     for (int i = 0; method.index >= 0 && i < count; ++i) {
-#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
-        method.typeIds[size_t(i)] = QMetaType::fromName(typeNames[i]).id();
-#else
-        method.typeIds[size_t(i)] = QMetaType::type(typeNames[i]);
-#endif
+        method.typeIds[size_t(i)] = KLumoMetaTypes::idOf(typeNames[i]);
         if (method.typeIds[size_t(i)] == QMetaType::UnknownType)
             return Method {};
     }
