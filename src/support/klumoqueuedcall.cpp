@@ -74,11 +74,10 @@ KLumoQueuedCall::Method KLumoQueuedCall::resolve(const QMetaObject *meta, const 
 
 std::shared_ptr<void> KLumoQueuedCall::copyOf(int typeId, const void *data)
 {
-    const QMetaType type(typeId);
-    void *copy = type.create(data);
+    void *copy = QMetaType(typeId).create(data);
     if (!copy)
         return nullptr;
-    return std::shared_ptr<void>(copy, [type](void *p) { type.destroy(p); });
+    return std::shared_ptr<void>(copy, [typeId](void *p) { QMetaType(typeId).destroy(p); });
 }
 
 void KLumoQueuedCall::clearCache()
