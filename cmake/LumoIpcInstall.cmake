@@ -2,10 +2,15 @@
 # (the exported functions, the login and company records, KRpcResponse, the
 # generated records and the notification argument types), a CMake package
 # (find_package(LumoIpc) -> LumoIpc::lumoipc) and a pkg-config file.
+# The Qt 6 flavour's package and pkg-config module are "LumoIpc-qt6" and
+# "lumoipc-qt6"; the headers do not depend on the flavour, so both flavours
+# install the same files into one include folder.
 include(CMakePackageConfigHelpers)
 
+set(LUMOIPC_PACKAGE LumoIpc${LUMO_FLAVOUR_SUFFIX})
+set(LUMOIPC_PKGCONFIG lumoipc${LUMO_FLAVOUR_SUFFIX})
 set(LUMOIPC_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/lumoipc)
-set(LUMOIPC_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/LumoIpc)
+set(LUMOIPC_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/${LUMOIPC_PACKAGE})
 
 target_include_directories(lumoipc INTERFACE $<INSTALL_INTERFACE:${LUMOIPC_INSTALL_INCLUDEDIR}>)
 
@@ -41,15 +46,15 @@ install(FILES ${_lumo_src}/notify/klumonotifytypes.h
         DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/notify COMPONENT lumoipc)
 
 install(EXPORT LumoIpcTargets NAMESPACE LumoIpc:: DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR}
-        COMPONENT lumoipc)
+        FILE ${LUMOIPC_PACKAGE}Targets.cmake COMPONENT lumoipc)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/LumoIpcConfig.cmake.in
-  ${CMAKE_CURRENT_BINARY_DIR}/LumoIpcConfig.cmake INSTALL_DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR})
-write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/LumoIpcConfigVersion.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/${LUMOIPC_PACKAGE}Config.cmake INSTALL_DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/${LUMOIPC_PACKAGE}ConfigVersion.cmake
   VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/LumoIpcConfig.cmake
-              ${CMAKE_CURRENT_BINARY_DIR}/LumoIpcConfigVersion.cmake
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${LUMOIPC_PACKAGE}Config.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/${LUMOIPC_PACKAGE}ConfigVersion.cmake
         DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR} COMPONENT lumoipc)
 
-configure_file(${PROJECT_SOURCE_DIR}/cmake/lumoipc.pc.in ${CMAKE_CURRENT_BINARY_DIR}/lumoipc.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/lumoipc.pc
+configure_file(${PROJECT_SOURCE_DIR}/cmake/lumoipc.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${LUMOIPC_PKGCONFIG}.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${LUMOIPC_PKGCONFIG}.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT lumoipc)

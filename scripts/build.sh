@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Configures and builds one preset: default (build/), tsan, asan or fuzz (build-<preset>/).
+# Configures and builds one preset: default (build/), or tsan, asan, qt6, qt6-tsan,
+# qt6-asan or fuzz (build-<preset>/).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset=${1:-default}
 case "$preset" in
   default) dir=build ;;
-  tsan|asan|fuzz) dir=build-$preset ;;
+  tsan|asan|qt6|qt6-tsan|qt6-asan|fuzz) dir=build-$preset ;;
   *) echo "unknown preset: $preset" >&2; exit 2 ;;
 esac
 export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros

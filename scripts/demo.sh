@@ -7,6 +7,9 @@ cd "$(dirname "$0")/.."
 build=${1:-build}
 service=$PWD/$build/tools/lumo-service/lumo-service
 lumoctl=$PWD/$build/tools/lumoctl/lumoctl
+if [ ! -x "$lumoctl" ] && [ -x "$lumoctl-qt6" ]; then # a Qt 6 build's tools carry its suffix
+  service+=-qt6 lumoctl+=-qt6
+fi
 for exe in "$service" "$lumoctl"; do
   [ -x "$exe" ] || { echo "demo: $exe is missing; build first (scripts/build.sh)" >&2; exit 1; }
 done

@@ -2,7 +2,7 @@
 # Installs what building and testing need, from Debian's archive, when missing.
 set -euo pipefail
 pkgs=(build-essential cmake ninja-build ccache pkg-config python3
-      qtbase5-dev libthrift-dev thrift-compiler libboost-dev)
+      qtbase5-dev qt6-base-dev libthrift-dev thrift-compiler libboost-dev)
 # The API reference (the docs target), the check of the manual pages, and the
 # Wireshark dissector's test.
 pkgs+=(doxygen man-db tshark)

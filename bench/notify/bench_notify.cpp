@@ -117,7 +117,7 @@ public:
             for (int off = 0; fd >= 0 && off < m_bytes.size();) {
                 const ssize_t w =
                     ::send(fd, m_bytes.constData() + off,
-                           size_t(std::min(64 * 1024, m_bytes.size() - off)), MSG_NOSIGNAL);
+                           size_t(std::min(64 * 1024, int(m_bytes.size()) - off)), MSG_NOSIGNAL);
                 if (w <= 0)
                     break;
                 off += int(w);

@@ -11,7 +11,9 @@ KLumoCommonSettings::KLumoCommonSettings()
     : m_settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Nordvale"),
                  QStringLiteral("lumoipc"))
 {
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0) // Qt 6 reads and writes INI files as UTF-8
     m_settings.setIniCodec("UTF-8");
+#endif
 }
 
 QString KLumoCommonSettings::fileName()

@@ -46,10 +46,14 @@ void KLumoMetaTypes::unregisterAll()
         QMutexLocker locker(&lock());
         ids.swap(registered());
     }
-    // Ids of unregistered types are handed out again, to other types.
+    // Ids of unregistered types are handed out again, to other types. Qt 6
+    // keeps every type for the life of the process; its ids stay valid, and
+    // registering again yields the same ones.
     KLumoQueuedCall::clearCache();
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
     for (int id : qAsConst(ids))
         QMetaType::unregisterType(id);
+#endif
 }
 
 } // namespace ofx::lumo

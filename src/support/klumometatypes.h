@@ -30,6 +30,15 @@ public:
         return id;
     }
     static void addTypedef(const char *name, int id);
+    // The id of the type registered as @p name, or 0 (QMetaType::UnknownType).
+    static int idOf(const char *name)
+    {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+        return QMetaType::fromName(name).id();
+#else
+        return QMetaType::type(name);
+#endif
+    }
     static void record(int id);
     static QSet<int> ids();
     // Unregisters every recorded id and empties the record, and with it the

@@ -23,7 +23,9 @@ QString KLumoOFXCloudSettings::autoLogin()
     if (!QFileInfo::exists(path))
         return QStringLiteral("0");
     QSettings ini(path, QSettings::IniFormat);
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0) // Qt 6 reads and writes INI files as UTF-8
     ini.setIniCodec("UTF-8");
+#endif
     return ini.value(QStringLiteral("autologin"), QStringLiteral("0")).toString();
 }
 

@@ -1,5 +1,6 @@
 #include "support/klumoqueuedcall.h"
 #include "support/lumolog.h"
+#include "support/klumometatypes.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -61,7 +62,7 @@ KLumoQueuedCall::Method KLumoQueuedCall::resolve(const QMetaObject *meta, const 
     // registered, and the member takes these types.
     Method method;
     for (int i = 0; i < count; ++i) {
-        method.typeIds[size_t(i)] = QMetaType::type(typeNames[i]);
+        method.typeIds[size_t(i)] = KLumoMetaTypes::idOf(typeNames[i]);
         if (method.typeIds[size_t(i)] == QMetaType::UnknownType)
             return Method {};
     }
@@ -107,7 +108,7 @@ int KLumoQueuedCall::indexByTypes(const QMetaObject *meta, const char *member, c
                 if (spelled.startsWith("const::") && spelled.endsWith('&'))
                     spelled = spelled.mid(5, spelled.size() - 6);
                 if (spelled.startsWith("::"))
-                    id = QMetaType::type(spelled.constData() + 2);
+                    id = KLumoMetaTypes::idOf(spelled.constData() + 2);
             }
             fits = id == typeIds[i];
         }

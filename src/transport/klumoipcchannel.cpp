@@ -348,6 +348,12 @@ void KLumoIpcChannel::onDisconnected()
         QMetaObject::invokeMethod(m_pOwner, "on_notifyDisconnected", Qt::QueuedConnection);
 }
 
+// The socket hands its error over as a number; these are the ones the channel
+// acts on, and they must name the same errors under every Qt it builds with.
+static_assert(QLocalSocket::ServerNotFoundError == 2 && QLocalSocket::ConnectionError == 7
+                  && QAbstractSocket::SocketAddressNotAvailableError == 9,
+              "socket error numbers moved");
+
 void KLumoIpcChannel::onError(int error)
 {
     if (error == QLocalSocket::ServerNotFoundError)

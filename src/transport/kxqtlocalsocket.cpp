@@ -56,12 +56,9 @@ void KxQtLocalSocket::init()
     connect(m_pSocket, SIGNAL(readyRead()), this, SLOT(slotOnReadyRead()));
     connect(m_pSocket, SIGNAL(connected()), this, SLOT(slotOnConnected()));
     connect(m_pSocket, SIGNAL(disconnected()), this, SLOT(slotOnDisconnected()));
-    // The older signal name is what hosts of this library have always seen;
-    // builds of Qt without deprecated API only have the newer one.
-    if (!connect(m_pSocket, SIGNAL(error(QLocalSocket::LocalSocketError)), this,
-                 SLOT(slotOnError(QLocalSocket::LocalSocketError))))
-        connect(m_pSocket, SIGNAL(errorOccurred(QLocalSocket::LocalSocketError)), this,
-                SLOT(slotOnError(QLocalSocket::LocalSocketError)));
+    // Qt 5.15 emits both error() and errorOccurred(); Qt 6 only the latter.
+    connect(m_pSocket, SIGNAL(errorOccurred(QLocalSocket::LocalSocketError)), this,
+            SLOT(slotOnError(QLocalSocket::LocalSocketError)));
     connect(m_pSocket, SIGNAL(stateChanged(QLocalSocket::LocalSocketState)), this,
             SLOT(slotOnStateChanged(QLocalSocket::LocalSocketState)));
 }

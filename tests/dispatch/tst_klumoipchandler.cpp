@@ -77,12 +77,12 @@ struct Row
     // With a default-constructed argument.
     QString call(KLumoIpcHandler &handler, QObject *receiver) const
     {
-        const int type = QMetaType::type(argType);
-        void *arg = QMetaType::create(type);
+        const QMetaType type(KLumoMetaTypes::idOf(argType));
+        void *arg = type.create();
         const QString id =
             handler.asynCallEx(QLatin1String(slot), QGenericArgument(argType, arg), receiver,
                                QStringLiteral("onResult_") + QLatin1String(resultType));
-        QMetaType::destroy(type, arg);
+        type.destroy(arg);
         return id;
     }
 };

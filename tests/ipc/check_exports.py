@@ -62,6 +62,8 @@ def main():
     records = set(re.findall(r"^class (\w+)", header, re.M))
     out = subprocess.run(["nm", "-D", "--defined-only", "--demangle", lib], check=True,
                          capture_output=True, text=True).stdout
+    # Qt 6's QStringList is an alias of QList<QString>, so symbols spell it so.
+    out = out.replace("QList<QString>", "QStringList")
     symbols = [line.split(" ", 2)[2] for line in out.splitlines() if line.count(" ") >= 2]
     names = set(symbols) | {s.split("(")[0] for s in symbols}
     missing = sorted((FUNCTIONS | record_needs(header)) - names)

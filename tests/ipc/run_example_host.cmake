@@ -55,7 +55,7 @@ endfunction()
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component lumoipc)
 # Installed stripped, its debug information split off: through the debug link
 # an address still resolves to its function and source line.
-file(GLOB lib ${prefix}/lib/liblumoipc.so.*.*.*)
+file(GLOB lib ${prefix}/lib/liblumoipc${suffix}.so.*.*.*)
 run(readelf -S -W ${lib} EXPECT ".gnu_debuglink" REJECT ".debug_info" ".symtab")
 execute_process(COMMAND nm -D --defined-only ${lib} OUTPUT_VARIABLE symbols)
 string(REGEX MATCH "([0-9a-f]+) T _Z11LumoIpcInitb" _ "${symbols}")

@@ -10,6 +10,7 @@
 #include "ipc/klumoipc.h"
 #include "notify/klumonotifyactualprocessor.h"
 #include "notify/klumonotifyhandler.h"
+#include "support/klumometatypes.h"
 #include "support/lumolog.h"
 #include "transport/klumoipcchannel_p.h"
 
@@ -89,7 +90,7 @@ template<class Args, class V> QByteArray bodyOf(const char *method, const V &val
 template<class T> Expect same(const QByteArray &signal, const char *typeName, const T &value)
 {
     return {signal, [=](const QVariantList &args) {
-                const int type = QMetaType::type(typeName);
+                const int type = KLumoMetaTypes::idOf(typeName);
                 return args.size() == 1 && type && args[0].userType() == type
                     && *static_cast<const T *>(args[0].constData()) == value;
             }};

@@ -66,7 +66,7 @@ private Q_SLOTS:
         for (const auto &spy : spies) {
             for (const QList<QVariant> &args : *spy) {
                 QString arg = args.value(0).toString();
-                if (args.value(0).type() == QVariant::Map) {
+                if (args.value(0).userType() == QMetaType::QVariantMap) {
                     QStringList pairs;
                     const QVariantMap map = args[0].toMap();
                     for (auto it = map.cbegin(); it != map.cend(); ++it)

@@ -105,8 +105,9 @@ KLumoJsonValue KLumoCtlMonitor::argumentToJson(int type, const char *typeName, c
             v.insert(it.key().toStdString(), it.value().toStdString());
         return v;
     }
-    // The one container of records among the signals.
-    if (name == "QVector<ofx::lumo::CloudItem>" || name == "QVector<CloudItem>") {
+    // The one container of records among the signals (Qt 6 spells QVector QList).
+    if (name == "QVector<ofx::lumo::CloudItem>" || name == "QVector<CloudItem>"
+        || name == "QList<ofx::lumo::CloudItem>" || name == "QList<CloudItem>") {
         KLumoJsonValue v = KLumoJsonValue::array();
         for (const CloudItem &item : *static_cast<const QVector<CloudItem> *>(data))
             v.append(KLumoJsonCodec::toJson(item));
