@@ -20,10 +20,13 @@ struct Host
 {
     QProcess process;
     QByteArray partial, summary;
-    int connects = 0, markAction = -1, markCount = 0;
+    int connects = 0, connectsBefore = 0, markAction = -1, markCount = 0;
     qint64 lastConnectMs = 0;
+    long residentBefore = 0, residentAfter = 0;
     bool loggedIn = false;
 
+    // A process being destroyed may still report output: not to a half-gone host.
+    ~Host() { process.disconnect(); }
     long residentKiB() const
     {
         QFile f(QStringLiteral("/proc/%1/statm").arg(process.processId()));
@@ -83,9 +86,8 @@ void TestSystemChaos::fourHosts()
     QFETCH(QByteArray, lengthVariable);
     QFETCH(int, defaultSeconds);
     QFETCH(bool, chaos);
-    bool set = false;
-    const int given = qEnvironmentVariableIntValue(lengthVariable, &set);
-    const int seconds = set ? given : defaultSeconds;
+    const int given = qEnvironmentVariableIntValue(lengthVariable);
+    const int seconds = given > 0 ? given : defaultSeconds;
     const quint32 seed = qEnvironmentVariableIsSet("LUMO_CHAOS_SEED")
         ? quint32(qEnvironmentVariableIntValue("LUMO_CHAOS_SEED"))
         : QRandomGenerator::system()->generate() % 1000000;
@@ -112,16 +114,15 @@ void TestSystemChaos::fourHosts()
     }
     int action = 0, batches = 0, kills = 0, stops = 0, cuts = 0;
 
-    long residentBefore[4] = {};
     // Each host connects again within one regular poll of the service being
     // back. Fast polling is usually sooner, but its tick count carries over
     // from one episode to the next, so a later one may get the regular poll.
-    const auto allReconnected = [&](const int(&before)[4], const char *what) {
+    const auto allReconnected = [&](const char *what) {
         const qint64 back = clock.elapsed();
         qint64 latest = 0;
-        for (int i = 0; i < 4; ++i) {
-            QTRY_VERIFY_WITH_TIMEOUT(hosts[i].connects > before[i], 2 * PollMs * scale);
-            latest = qMax(latest, hosts[i].lastConnectMs);
+        for (Host &h : hosts) {
+            QTRY_VERIFY_WITH_TIMEOUT(h.connects > h.connectsBefore, 2 * PollMs * scale);
+            latest = qMax(latest, h.lastConnectMs);
         }
         std::fprintf(stderr, "%6lld ms: %s, all back after %lld ms\n", latest, what, latest - back);
         QVERIFY2(latest - back <= (PollMs + SlackMs) * scale, what);
@@ -150,16 +151,15 @@ void TestSystemChaos::fourHosts()
             QCOMPARE(h.markCount, batch);
         }
         if (++batches == 3)
-            for (int i = 0; i < 4; ++i)
-                residentBefore[i] = hosts[i].residentKiB();
+            for (Host &h : hosts)
+                h.residentBefore = h.residentKiB();
         if (clock.elapsed() >= end)
             break;
         if (!chaos)
             continue;
         QTest::qWait(int(random.bounded(2000))); // the moment of the disruption
-        int before[4];
-        for (int i = 0; i < 4; ++i)
-            before[i] = hosts[i].connects;
+        for (Host &h : hosts)
+            h.connectsBefore = h.connects;
         const pid_t pid = pid_t(emulator->pid());
         switch (random.bounded(3)) {
         case 0: // killed, and restarted a moment later
@@ -170,7 +170,7 @@ void TestSystemChaos::fourHosts()
             QTest::qWait(100 + int(random.bounded(1000)));
             emulator = std::make_unique<EmulatorProcess>();
             QVERIFY(emulator->start({"autologin"}, 5000 * scale));
-            allReconnected(before, "killed and restarted");
+            allReconnected("killed and restarted");
             break;
         case 1: // stopped while every call it holds expires
             ++stops;
@@ -181,24 +181,22 @@ void TestSystemChaos::fourHosts()
         default: // every connection closed in the middle of a large reply
             ++cuts;
             QVERIFY(emulator->ok(R"({"cmd":"cut"})"));
-            allReconnected(before, "connections cut");
+            allReconnected("connections cut");
         }
         if (QTest::currentTestFailed())
             return;
     }
     std::fprintf(stderr, "%d batches of %d notes; %d kills, %d stops, %d cuts\n", batches, batch,
                  kills, stops, cuts);
-    long residentAfter[4];
-    for (int i = 0; i < 4; ++i)
-        residentAfter[i] = hosts[i].residentKiB();
-    for (int i = 0; i < 4; ++i) {
-        Host &h = hosts[i];
+    for (Host &h : hosts)
+        h.residentAfter = h.residentKiB();
+    for (Host &h : hosts) {
         QVERIFY(h.process.waitForFinished((seconds + 40) * 1000 * scale));
         h.read(clock);
         QCOMPARE(h.process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(h.process.exitCode(), 0);
         std::fprintf(stderr, "host: %s, resident %ld -> %ld KiB\n", h.summary.constData(),
-                     residentBefore[i], residentAfter[i]);
+                     h.residentBefore, h.residentAfter);
         // "load issued answered failed twice notes disorder"
         const QList<QByteArray> v = h.summary.split(' ');
         QCOMPARE(v.size(), 7);
@@ -211,7 +209,7 @@ void TestSystemChaos::fourHosts()
             QCOMPARE(v[3].toInt(), 0); // failed
         // A sanitizer's shadow memory and quarantine grow on their own.
         if (qEnvironmentVariableIsEmpty("LUMO_TEST_SANITIZER"))
-            QVERIFY2(residentAfter[i] - residentBefore[i] < 2 * 1024,
+            QVERIFY2(h.residentAfter - h.residentBefore < 2 * 1024,
                      "resident memory grew by more than 2 MiB");
     }
 }
