@@ -26,8 +26,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static ofx::lumo::KLumoNotifyActualProcessor processor(
         std::make_shared<ofx::lumo::KLumoNotifyHandler>(&target));
     QLoggingCategory::setFilterRules(QStringLiteral("lumoipc*=false"));
-    processor.onNotified(std::make_shared<TMemoryBuffer>(const_cast<uint8_t *>(data),
-                                                         uint32_t(size), TMemoryBuffer::COPY));
+    // The body as the channel builds it: never a zero-sized buffer, which
+    // Thrift's own fast write would hand to memcpy as a null pointer.
+    static const uint8_t none = 0;
+    auto body = std::make_shared<TMemoryBuffer>(size ? uint32_t(size) : 1);
+    body->write(size ? data : &none, uint32_t(size));
+    processor.onNotified(std::move(body));
     QCoreApplication::sendPostedEvents(); // the queued invocations reach the target
     return 0;
 }
