@@ -19,7 +19,9 @@ KLumoNotifyActualProcessor::KLumoNotifyActualProcessor(
     std::shared_ptr<KLumoNotifyServicesCobSvIf> handler)
     : m_spProcessor(std::make_shared<TAsyncProtocolProcessor>(
         std::make_shared<KLumoNotifyServicesAsyncProcessor>(std::move(handler)),
-        std::make_shared<TCompactProtocolFactoryT<TTransport>>()))
+        // The bounds replies have: a body claiming a huge container must fail
+        // before Thrift multiplies its size into an overflowing byte count.
+        std::make_shared<TCompactProtocolFactoryT<TTransport>>(128 << 20, 1 << 20)))
 { }
 
 KLumoNotifyActualProcessor::~KLumoNotifyActualProcessor() = default;

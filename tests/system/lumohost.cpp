@@ -7,14 +7,16 @@
 // in, checks notifyFileAction actions arrive in increasing order, and after
 // SECONDS stops issuing and waits for every call to end and for NOTES
 // notifications (bounded), then prints one summary line:
-// "load issued answered failed twice notes disorder rssStartKiB rssEndKiB".
+// "load issued answered failed twice notes disorder".
+// A failed call is issued again after a short pause (a closed transport fails
+// at once, and re-issuing at once would spin). A notification whose fileId is
+// "mark" prints "mark ACTION N", N counting the notifications since the last mark.
 
 #include "ipc/lumoipc.h"
 
 #include <lumo_types.h>
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QSet>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -26,14 +28,6 @@ using ofx::lumo::CreateFolderArg;
 using ofx::lumo::CreateFolderResult;
 using ofx::lumo::NotifyFileActionArg;
 
-static long rssKiB()
-{
-    QFile f(QStringLiteral("/proc/self/status"));
-    const QByteArray status = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    const int at = status.indexOf("VmRSS:");
-    return at < 0 ? 0 : status.mid(at + 6).trimmed().split(' ').value(0).toLong();
-}
-
 class Reporter : public QObject
 {
     Q_OBJECT
@@ -42,12 +36,9 @@ public Q_SLOTS:
     void onLogin()
     {
         std::printf("login %d\n", int(LumoIpcLoginCache().isLogined));
-        if (LumoIpcLoginCache().isLogined && inFlight > 0 && issued == 0) {
+        if (LumoIpcLoginCache().isLogined && inFlight > 0 && issued == 0)
             for (int i = 0; i < inFlight; ++i)
                 issue();
-            // The baseline once caches and buffers have reached their working size.
-            QTimer::singleShot(2000, this, [this] { rssStart = rssKiB(); });
-        }
     }
     void onResult(bool ok, const QString &requestId, const CreateFolderResult &)
     {
@@ -56,13 +47,23 @@ public Q_SLOTS:
         // Only calls still outstanding may be answered: anything else is a
         // second answer (or one never asked for).
         twice += !outstanding.remove(requestId);
-        stopping ? finishWhenDrained() : issue();
+        if (stopping)
+            finishWhenDrained();
+        else if (ok)
+            issue();
+        else
+            QTimer::singleShot(50, this, [this] { stopping ? finishWhenDrained() : issue(); });
     }
     void onNotify(const NotifyFileActionArg &arg)
     {
         disorder += arg.action <= lastAction;
         lastAction = arg.action;
         ++notes;
+        ++sinceMark;
+        if (arg.fileId == "mark") {
+            std::printf("mark %d %d\n", int(arg.action), sinceMark);
+            sinceMark = 0;
+        }
         finishWhenDrained();
     }
 
@@ -81,15 +82,13 @@ public:
         if (finished || !stopping || (!anyway && (answered < issued || notes < expectedNotes)))
             return;
         finished = true;
-        std::printf("load %d %d %d %d %d %d %ld %ld\n", issued, answered, failed, twice, notes,
-                    disorder, rssStart, rssKiB());
+        std::printf("load %d %d %d %d %d %d\n", issued, answered, failed, twice, notes, disorder);
         QCoreApplication::quit();
     }
     int inFlight = 0, expectedNotes = 0;
-    int issued = 0, answered = 0, failed = 0, twice = 0, notes = 0, disorder = 0;
+    int issued = 0, answered = 0, failed = 0, twice = 0, notes = 0, disorder = 0, sinceMark = 0;
     int lastAction = -1;
     bool stopping = false, finished = false;
-    long rssStart = 0;
     QSet<QString> outstanding;
 };
 

@@ -113,13 +113,18 @@ KLumoJsonValue KLumoEmulatorControl::execute(const KLumoJsonValue &command)
         v.insert("clients", m_emulator->sendRaw(bytes));
         return v;
     }
+    if (cmd == "cut") {
+        KLumoJsonValue v = success();
+        v.insert("clients", m_emulator->cutClients());
+        return v;
+    }
     if (cmd == "stop") {
         // Answer first; the emulator stops once this event is done.
         QTimer::singleShot(0, m_emulator, &KLumoServiceEmulator::stop);
         return success();
     }
     return failure("unknown command \"" + cmd
-                   + "\" (status, login, logout, push, reply, generic, stall, raw, stop)");
+                   + "\" (status, login, logout, push, reply, generic, stall, raw, cut, stop)");
 }
 
 void KLumoEmulatorControl::onNewConnection()

@@ -24,6 +24,7 @@ class KLumoServiceEmulator;
  *   {"cmd":"generic", "name":"getSkinInfo", "behaviour":{...}}
  *   {"cmd":"stall", "on":true}                 stop (or resume) reading from clients
  *   {"cmd":"raw", "hex":"6c756d6f..."}         unframed bytes to every client
+ *   {"cmd":"cut"}                              close every client mid-frame
  *   {"cmd":"stop"}
  *
  * Lives on the emulator's thread.

@@ -159,6 +159,23 @@ int KLumoServiceEmulator::sendRaw(const QByteArray &bytes)
     return int(m_clients.size());
 }
 
+int KLumoServiceEmulator::cutClients()
+{
+    constexpr quint32 Announced = 1u << 20, Sent = 64u << 10;
+    const auto clients = m_clients;
+    for (const auto &c : clients) {
+        char header[frame::HeaderSize];
+        frame::writeHeader(header, Announced, c.second.lastSeqId);
+        c.first->write(header, sizeof header);
+        c.first->write(QByteArray(int(Sent), '\x5a'));
+        c.first->flush();
+        m_clients.erase(c.first);
+        c.first->abort();
+        c.first->deleteLater();
+    }
+    return int(clients.size());
+}
+
 void KLumoServiceEmulator::setStalled(bool stalled)
 {
     m_stalled = stalled;
@@ -233,6 +250,7 @@ void KLumoServiceEmulator::onReadyRead(QLocalSocket *socket)
         const std::string body(buf.constData() + pos + frame::HeaderSize, h.bodyLength());
         pos += int(h.total);
         logFrame(false, h.seqId, body);
+        it->second.lastSeqId = h.seqId;
         handleFrame(socket, h.seqId, body);
         if (!m_clients.count(socket))
             return;

@@ -59,6 +59,10 @@ public:
 
     // Sends @p bytes as they are (no framing) to every client: garbage for tests.
     int sendRaw(const QByteArray &bytes);
+    // A service dying mid-write: every client gets the start of a large reply
+    // to its latest request (the part a streaming reader takes straight into
+    // the call's buffer), then its connection closes. Returns how many.
+    int cutClients();
     // While stalled, nothing is read from clients, so their writes back up:
     // a peer that stops reading.
     void setStalled(bool stalled);
@@ -76,6 +80,7 @@ private:
     struct Client
     {
         QByteArray buffer;
+        quint32 lastSeqId = 0;
     };
     void onNewConnection();
     void onReadyRead(QLocalSocket *socket);

@@ -43,6 +43,7 @@ const char Usage[] =
     "  generic NAME BEHAVIOUR_JSON     the same for asynCall(NAME, ...)\n"
     "  stall [on|off]                  stop (or resume) reading from clients\n"
     "  raw HEX                         send unframed bytes to every client\n"
+    "  cut                             close every client's connection mid-frame\n"
     "  stop                            stop the service\n";
 
 int usageError(const char *message)
@@ -71,7 +72,7 @@ int runControl(const QStringList &args, const QString &serverName)
     auto needs = [&](int min, int max) { return args.size() - 1 >= min && args.size() - 1 <= max; };
     KLumoJsonValue json;
     if (cmd == QLatin1String("status") || cmd == QLatin1String("logout")
-        || cmd == QLatin1String("stop")) {
+        || cmd == QLatin1String("cut") || cmd == QLatin1String("stop")) {
         if (!needs(0, 0))
             return usageError("this command takes no arguments");
     } else if (cmd == QLatin1String("login")) {
