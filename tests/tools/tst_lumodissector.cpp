@@ -55,7 +55,9 @@ private Q_SLOTS:
         const QString out = QString::fromUtf8(tshark.readAllStandardOutput());
         QVERIFY(
             out.contains("Interface name: " + lumotest::serviceName() + "\n")
-            && out.contains(QStringLiteral("Interface description: lumoctl (pid %1)\n").arg(pid)));
+            && out.contains(QStringLiteral("Interface description: %1 (pid %2)\n")
+                                .arg(QFileInfo(QStringLiteral(LUMOCTL_BIN)).fileName())
+                                .arg(pid)));
         // Our tree (indented lines), then Thrift's, frame by frame.
         static const QRegularExpression frame(
             QStringLiteral("lumoipc frame, (\\w+)[^\\n]*\\n(?:    [^\\n]*\\n)*Thrift Protocol\\n   "
