@@ -1,5 +1,7 @@
 #include "connection/klumoipcproxy.h"
 
+#include "transport/klumoframe.h"
+
 #include "connection/klumolockfile.h"
 #include "connection/klumologininfo.h"
 #include "connection/klumoserviceprocess.h"
@@ -65,12 +67,9 @@ qint64 nowSecs()
 class KLumoIpcProxyPrivate
 {
 public:
-    // Kept alive as long as the client that was built with it. The compact decoder
-    // allocates whatever length a reply claims before it looks for the bytes, so a
-    // garbage reply must not be able to ask for gigabytes: bound strings and
-    // containers well above anything the service sends.
+    // Kept alive as long as the client that was built with it.
     apache::thrift::protocol::TCompactProtocolFactoryT<apache::thrift::transport::TMemoryBuffer>
-        protocolFactory {128 << 20, 1 << 20};
+        protocolFactory {frame::MaxStringBytes, frame::MaxContainerElements};
     std::shared_ptr<KLumoIpcChannel> channel;
     std::shared_ptr<KLumoNotifyHandler> notifyHandler;
     std::shared_ptr<KLumoNotifyActualProcessor> notifyProcessor;

@@ -1,5 +1,7 @@
 #include "notify/klumonotifyactualprocessor.h"
 
+#include "transport/klumoframe.h"
+
 #include "support/lumolog.h"
 
 #include "KLumoNotifyServices.h"
@@ -19,9 +21,8 @@ KLumoNotifyActualProcessor::KLumoNotifyActualProcessor(
     std::shared_ptr<KLumoNotifyServicesCobSvIf> handler)
     : m_spProcessor(std::make_shared<TAsyncProtocolProcessor>(
         std::make_shared<KLumoNotifyServicesAsyncProcessor>(std::move(handler)),
-        // The bounds replies have: a body claiming a huge container must fail
-        // before Thrift multiplies its size into an overflowing byte count.
-        std::make_shared<TCompactProtocolFactoryT<TTransport>>(128 << 20, 1 << 20)))
+        std::make_shared<TCompactProtocolFactoryT<TTransport>>(frame::MaxStringBytes,
+                                                               frame::MaxContainerElements)))
 { }
 
 KLumoNotifyActualProcessor::~KLumoNotifyActualProcessor() = default;

@@ -12,6 +12,12 @@ namespace ofx::lumo::frame {
 // Sequence id 0 marks a notification; requests and their replies carry the same
 // non-zero id.
 constexpr quint32 HeaderSize = 20;
+// What a body may claim when it is decoded, replies and notifications alike:
+// the compact decoder allocates what a length claims before it looks for the
+// bytes, and multiplies a container's count into a byte count, so both stay
+// well above anything the service sends and far below an overflow.
+constexpr int MaxStringBytes = 128 << 20;
+constexpr int MaxContainerElements = 1 << 20;
 constexpr char Magic[4] = {'l', 'u', 'm', 'o'};
 
 struct Header
