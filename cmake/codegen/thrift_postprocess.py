@@ -10,8 +10,13 @@
    run of top-level definitions, each closed by a '}' in column 0, and the
    namespace closing. Each part repeats the preamble and the closing around a
    share of the definitions of about equal size, cut only between definitions.
+3. For a service named with --client-only, the compiler also writes a
+   synchronous client, a concurrent client and two processors: more than half
+   of its code, none of it used by a program that only calls the service
+   through the callback client. Their classes and definitions go, so they cost
+   neither compile time nor a place in the headers.
 
-usage: thrift_postprocess.py <gen-cpp dir> <name>:<parts>...
+usage: thrift_postprocess.py <gen-cpp dir> [--client-only=<service>]... <name>:<parts>...
        reads <name>.h and <name>.cpp, writes <name>_part1.cpp ... <name>_part<parts>.cpp
 """
 import os
@@ -21,6 +26,44 @@ import sys
 OPENING = "namespace ofx { namespace lumo {\n"
 CLOSING = "}} // namespace\n"
 STREAM_DECLARATION = re.compile(r"^std::ostream& operator<<\(std::ostream& out, const \w+& obj\);\n")
+
+
+UNUSED_CLASSES = ("Client", "ConcurrentClient", "Processor", "ProcessorFactory", "Multiface",
+                  "AsyncProcessor", "AsyncProcessorFactory")
+
+
+def unused_class_names(service):
+    return "|".join(service + suffix for suffix in UNUSED_CLASSES)
+
+
+def drop_classes(lines, service):
+    """The header without the unused classes' definitions."""
+    start = re.compile(r"^class (%s)\b[^;]*$" % unused_class_names(service))
+    out, skipping = [], False
+    for line in lines:
+        if not skipping and start.match(line):
+            skipping = True
+        if not skipping:
+            out.append(line)
+        elif line.startswith("};"):
+            skipping = False
+    return out
+
+
+def drop_definitions(lines, service):
+    """The source without the unused classes' member definitions."""
+    member = re.compile(r"^[^(]*\b(%s)::" % unused_class_names(service))
+    begin = lines.index(OPENING) + 1
+    end = len(lines) - 1 - lines[::-1].index(CLOSING)
+    out, definition = lines[:begin], []
+    for line in lines[begin:end]:
+        definition.append(line)
+        if line.startswith("}"):
+            head = next((l for l in definition if l.strip()), "")
+            if not member.match(head):
+                out += definition
+            definition = []
+    return out + definition + lines[end:]
 
 
 def split(lines, parts):
@@ -46,13 +89,19 @@ def rewrite(path, lines):
 
 def main():
     folder = sys.argv[1]
-    for entry in sys.argv[2:]:
+    client_only = [a.split("=", 1)[1] for a in sys.argv[2:] if a.startswith("--client-only=")]
+    for entry in (a for a in sys.argv[2:] if not a.startswith("--")):
         name, parts = entry.split(":")
         header = os.path.join(folder, name + ".h")
         with open(header) as f:
-            rewrite(header, [line for line in f if not STREAM_DECLARATION.match(line)])
+            lines = [line for line in f if not STREAM_DECLARATION.match(line)]
+        if name in client_only:
+            lines = drop_classes(lines, name)
+        rewrite(header, lines)
         with open(os.path.join(folder, name + ".cpp")) as f:
             lines = f.readlines()
+        if name in client_only:
+            lines = drop_definitions(lines, name)
         for n, text in enumerate(split(lines, int(parts)), 1):
             rewrite(os.path.join(folder, f"{name}_part{n}.cpp"), text)
 

@@ -24,6 +24,7 @@ using ofx::lumo::KLumoMetaTypes;
 using ofx::lumo::KLumoQueuedCall;
 namespace tsan = ofx::lumo::tsan;
 using Client = KLumoIpcHandlerPrivate::Client;
+using Cob = std::function<void(Client *)>;
 
 // What a completion callback needs to end its call; copied into the callback.
 struct KLumoIpcHandlerPrivate::Call
@@ -42,19 +43,32 @@ namespace {
 // is, the message could not go out.
 thread_local const QString *t_sendingRequest = nullptr;
 
-// The generated receive operations: recv_m(Result &), or recv_m() for a method
-// without a value. A table row whose result type differs from the service's fails
-// to compile here.
-template<class Result>
-void receiveInto(Client &client, void (Client::*receive)(Result &), Result &out)
+// A table row's operations, made from the generated client's. A row whose
+// argument or result type differs from the service's fails to compile here.
+template<auto send, class Arg> void sendAs(Client &client, Cob cob, const void *arg)
 {
-    (client.*receive)(out);
+    (client.*send)(std::move(cob), *static_cast<const Arg *>(arg));
 }
 
-void receiveInto(Client &client, void (Client::*receive)(), KLumoVoidResult &)
+// Plain new and delete rather than a shared_ptr per type: two small functions
+// per row instead of a control block class each.
+template<class Result, auto receive> void *receiveAs(Client &client)
 {
-    (client.*receive)();
+    std::unique_ptr<Result> value(new Result());
+    if constexpr (std::is_same_v<Result, KLumoVoidResult>)
+        (client.*receive)();
+    else
+        (client.*receive)(*value);
+    return value.release();
 }
+
+template<class T> void destroyAs(void *value)
+{
+    delete static_cast<T *>(value);
+}
+
+// The value a call of this type ends with when it expires or cannot be sent.
+template<class Result> inline const Result fallbackOf {};
 
 // The client's input buffer, which the channel fills with the reply before it
 // runs the completion callback. The generated client keeps it protected.
@@ -169,20 +183,21 @@ void KLumoIpcHandlerPrivate::onResultEx(const QPointer<QObject> &receiver,
     m_results->deliver(receiver, slotMethod, requestId, success, value, typeName);
 }
 
-template<class Result, class Send, class Receive>
-void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const Result &fallback,
-                                   const Result &closedValue, Send &&send, Receive receive)
+void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const void *fallback,
+                                   const void *closedValue, Send send, const void *arg,
+                                   Receive receive, Destroy destroy)
 {
-    registerPending(call.requestId, call.receiver, call.slotMethod, call.method, &fallback,
+    registerPending(call.requestId, call.receiver, call.slotMethod, call.method, fallback,
                     typeName);
     if (!m_client || !m_transport || !m_transport->good()) {
-        onResultEx(call.receiver, call.slotMethod, call.requestId, false, &closedValue, typeName);
+        onResultEx(call.receiver, call.slotMethod, call.requestId, false, closedValue, typeName);
         return;
     }
 
     // The adapter: runs where the channel completes replies.
     const std::weak_ptr<KLumoResultDelivery> weakResults = m_results;
-    Cob adapter = [weakResults, call, typeName, closed = &closedValue, receive](Client *client) {
+    Cob adapter = [weakResults, call, typeName, closed = closedValue, receive,
+                   destroy](Client *client) {
         const std::shared_ptr<KLumoResultDelivery> results = weakResults.lock();
         if (!results)
             return; // the dispatcher is gone
@@ -198,10 +213,8 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
         // is logged like any other, and the call ends now instead of expiring.
         const bool noReply = ClientInput::isEmpty(*client);
         try {
-            auto value = std::make_shared<Result>();
-            receive(*client, *value);
             results->deliver(call.receiver, call.slotMethod, call.requestId, true,
-                             std::shared_ptr<void>(std::move(value)), typeName);
+                             std::shared_ptr<void>(receive(*client), destroy), typeName);
         } catch (const std::exception &e) {
             ofx::lumo::log::info(lcLumoIpc(),
                                  QLatin1String(call.exceptionText) + QString::fromUtf8(e.what()));
@@ -213,26 +226,15 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
 
     t_sendingRequest = &call.requestId;
     try {
-        send(*m_client, std::move(adapter));
+        send(*m_client, std::move(adapter), arg);
     } catch (const std::exception &e) {
         t_sendingRequest = nullptr;
         ofx::lumo::log::info(lcLumoIpc(),
                              QLatin1String(call.exceptionText) + QString::fromUtf8(e.what()));
-        onResultEx(call.receiver, call.slotMethod, call.requestId, false, &closedValue, typeName);
+        onResultEx(call.receiver, call.slotMethod, call.requestId, false, closedValue, typeName);
         return;
     }
     t_sendingRequest = nullptr;
-}
-
-template<class Result, class Arg, class Receive>
-void KLumoIpcHandlerPrivate::dispatch(const Call &call, const char *typeName, const Arg &arg,
-                                      void (Client::*send)(Cob, const Arg &), Receive receive)
-{
-    static const Result fallback {};
-    start<Result>(
-        call, typeName, fallback, fallback,
-        [&arg, send](Client &client, Cob cob) { (client.*send)(std::move(cob), arg); },
-        [receive](Client &client, Result &out) { receiveInto(client, receive, out); });
 }
 
 void KLumoIpcHandlerPrivate::cancelRequest(const QString &requestId)
@@ -244,46 +246,62 @@ void KLumoIpcHandlerPrivate::asynCall(const QString &requestId, const QString &m
                                       const QStringList &params, const QPointer<QObject> &receiver,
                                       const QString &slotMethod)
 {
-    const std::string wireMethod = method.toStdString();
-    LumoStringList wireParams;
-    wireParams.reserve(size_t(params.size()));
+    struct Request
+    {
+        std::string method;
+        LumoStringList params;
+    } request {method.toStdString(), {}};
+    request.params.reserve(size_t(params.size()));
     for (const QString &param : params)
-        wireParams.push_back(param.toStdString());
+        request.params.push_back(param.toStdString());
 
-    start<KRpcResponse>(
+    start(
         Call {requestId, receiver, slotMethod, method, "Exception on asynCall"}, "KRpcResponse",
-        KRpcResponse::waitReadError(), KRpcResponse::connectError(),
-        [&](Client &client, Cob cob) { client.asynCall(std::move(cob), wireMethod, wireParams); },
-        [](Client &client, KRpcResponse &out) {
+        &KRpcResponse::waitReadError(), &KRpcResponse::connectError(),
+        [](Client &client, Cob cob, const void *arg) {
+            const auto &request = *static_cast<const Request *>(arg);
+            client.asynCall(std::move(cob), request.method, request.params);
+        },
+        &request,
+        [](Client &client) -> void * {
             LumoStringMap reply;
             client.recv_asynCall(reply);
             stringMap values;
             for (const auto &entry : reply)
                 values.insert(QString::fromStdString(entry.first),
                               QString::fromStdString(entry.second));
-            out = KRpcResponse(values);
-        });
+            return new KRpcResponse(values);
+        },
+        &destroyAs<KRpcResponse>);
 }
 
-void KLumoIpcHandlerPrivate::lumoIpcCall(const QString &requestId, const LumoIpcArg &arg,
-                                         const QPointer<QObject> &receiver,
-                                         const QString &slotMethod)
+void KLumoIpcHandlerPrivate::start(const Method &method, const QString &requestId,
+                                   const void *arg, const QPointer<QObject> &receiver,
+                                   const QString &slotMethod)
 {
-    dispatch<LumoIpcResult>(Call {requestId, receiver, slotMethod, QStringLiteral("lumoIpcCall"),
-                                  "Exception on lumoIpcCall"},
-                            "LumoIpcResult", arg, &Client::lumoIpcCall, &Client::recv_lumoIpcCall);
+    start(Call {requestId, receiver, slotMethod, QLatin1String(method.slot), method.exceptionText},
+          method.typeName, method.fallback, method.fallback, method.send, arg, method.receive,
+          method.destroy);
 }
 
+// A call of the table, and lumoIpcCall, which is called alike. Each slot adds a
+// constant and a call: the code that runs is shared.
 #define LUMO_DISPATCH(slot, method, Arg, Result, text)                                             \
     void KLumoIpcHandlerPrivate::slot(const QString &requestId, const Arg &arg,                    \
                                       const QPointer<QObject> &receiver,                           \
                                       const QString &slotMethod)                                   \
     {                                                                                              \
-        dispatch<Result>(Call {requestId, receiver, slotMethod, QStringLiteral(#slot), text},      \
-                         registeredName<Result>(#Result), arg, &Client::method,                    \
-                         &Client::recv_##method);                                                  \
+        static constexpr Method row {#slot,                                                        \
+                                     text,                                                         \
+                                     registeredName<Result>(#Result),                              \
+                                     &fallbackOf<Result>,                                          \
+                                     &sendAs<&Client::method, Arg>,                                \
+                                     &receiveAs<Result, &Client::recv_##method>,                   \
+                                     &destroyAs<Result>};                                          \
+        start(row, requestId, &arg, receiver, slotMethod);                                         \
     }
 #include "dispatch/klumodispatchtable.def"
+LUMO_DISPATCH(lumoIpcCall, lumoIpcCall, LumoIpcArg, LumoIpcResult, "Exception on lumoIpcCall")
 #undef LUMO_DISPATCH
 
 void KLumoIpcHandlerPrivate::onInitCheckExpriedTimer()
