@@ -275,9 +275,8 @@ void KLumoIpcHandlerPrivate::asynCall(const QString &requestId, const QString &m
         &destroyAs<KRpcResponse>);
 }
 
-void KLumoIpcHandlerPrivate::start(const Method &method, const QString &requestId,
-                                   const void *arg, const QPointer<QObject> &receiver,
-                                   const QString &slotMethod)
+void KLumoIpcHandlerPrivate::start(const Method &method, const QString &requestId, const void *arg,
+                                   const QPointer<QObject> &receiver, const QString &slotMethod)
 {
     start(Call {requestId, receiver, slotMethod, QLatin1String(method.slot), method.exceptionText},
           method.typeName, method.fallback, method.fallback, method.send, arg, method.receive,
