@@ -1,6 +1,7 @@
 # Install rules of the shared library: the library, the headers a host needs
-# (the exported functions, the login and company records, KRpcResponse, the
-# generated records and the notification argument types), a CMake package
+# (the exported functions, the typed calls and the library object's class, the
+# login and company records, KRpcResponse, the generated records and the
+# notification argument types), a CMake package
 # (find_package(LumoIpc) -> LumoIpc::lumoipc) and a pkg-config file.
 # The Qt 6 flavour's package and pkg-config module are "LumoIpc-qt6" and
 # "lumoipc-qt6"; the headers do not depend on the flavour, so both flavours
@@ -37,6 +38,8 @@ install(CODE "
 set(_lumo_src ${PROJECT_SOURCE_DIR}/src)
 install(FILES ${_lumo_src}/ipc/lumoipc.h ${CMAKE_CURRENT_BINARY_DIR}/lumoipc_export.h
               ${PROJECT_BINARY_DIR}/idl/gen-cpp/lumo_types.h
+              ${CMAKE_CURRENT_BINARY_DIR}/ipc/lumoipccalls.h ${CMAKE_CURRENT_BINARY_DIR}/ipc/klumoipc.h
+              ${_lumo_src}/ipc/lumopendingcall.h ${_lumo_src}/ipc/lumoresulthandler.h
         DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR} COMPONENT lumoipc)
 install(FILES ${_lumo_src}/connection/klumoipclogincache.h ${_lumo_src}/connection/kcompanyinfocache.h
         DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/connection COMPONENT lumoipc)

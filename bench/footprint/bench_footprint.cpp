@@ -1,10 +1,12 @@
 // What the library costs every host application, next to its targets:
 //   text size and exported dynamic symbols of the shared library,
 //   the time of a clean build without ccache (only with --build-time),
+//   what a host source file's compile costs with the typed calls, against the
+//   same call by name (only with --compile-time),
 //   resident memory of a minimal host once it sees the login,
 //   time from LumoIpcInit to the login being seen, the emulator running,
 //   wake-ups per second of that host, connected and idle (all its threads).
-// Usage: bench_footprint [--quick] [--build-time] [--lib=PATH] [--idle=SECONDS]
+// Usage: bench_footprint [--quick] [--build-time] [--compile-time] [--lib=PATH] [--idle=SECONDS]
 // (--quick: a 3 s idle window instead of 30 s; runs in a private TMPDIR/HOME.)
 // The host is this program again (--host), so that its figures are a fresh
 // process's and the measurement itself never runs inside it.
@@ -16,6 +18,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QSocketNotifier>
 #include <QStringList>
@@ -29,6 +32,7 @@ constexpr qint64 TextTarget = 6000000;
 constexpr double LoginTargetMs = 50;
 constexpr double WakeupTarget = 1;
 constexpr double BuildTargetSeconds = 240;
+constexpr double TypedCompileTarget = 1.5;
 constexpr int LoginTimeoutMs = 10000;
 
 // The minimal host: sees the login, says when and at what memory, then stays
@@ -117,6 +121,49 @@ double cleanBuildSeconds()
     const double seconds = double(t.elapsed()) / 1000.0;
     QDir(dir).removeRecursively();
     return built ? seconds : -1;
+}
+
+// A host's source file that makes one call, by its typed function or by name.
+const char *const TypedHost = R"(#include <lumoipccalls.h>
+void host(QObject *context)
+{
+    ofx::lumo::CreateFolderArg arg;
+    arg.__set_folderName("Reports");
+    LumoIpc::createFolder(arg, context, [](bool, const ofx::lumo::CreateFolderResult &) {});
+}
+)";
+const char *const NamedHost = R"(#include <lumo_types.h>
+#include <lumoipc.h>
+void host(QObject *receiver)
+{
+    ofx::lumo::CreateFolderArg arg;
+    arg.__set_folderName("Reports");
+    LumoIpcAsynCallEx("createFolder", Q_ARG(ofx::lumo::CreateFolderArg, arg), receiver, "onFolder");
+}
+)";
+
+// Seconds to compile @p source as a host would (-O2, the library's include
+// folders), the best of @p rounds; -1 when it does not compile.
+double compileSeconds(const QString &dir, const char *name, const char *source, int rounds)
+{
+    const QString file = dir + QLatin1Char('/') + QLatin1String(name);
+    QFile out(file);
+    if (!out.open(QIODevice::WriteOnly) || out.write(source) < 0)
+        return -1;
+    out.close();
+    QStringList args = {"-std=c++17", "-fPIC", "-O2", "-c", file, "-o", file + ".o"};
+    for (const QString &include : QStringLiteral(LUMO_HOST_INCLUDES).split(QLatin1Char(':')))
+        args << QStringLiteral("-I") + include;
+    double best = -1;
+    for (int i = 0; i < rounds; ++i) {
+        QElapsedTimer t;
+        t.start();
+        if (run(QStringLiteral(LUMO_CXX_COMPILER), args).isNull())
+            return -1;
+        const double s = double(t.nsecsElapsed()) / 1e9;
+        best = best < 0 ? s : qMin(best, s);
+    }
+    return best;
 }
 
 struct HostFigures
@@ -226,6 +273,29 @@ int main(int argc, char *argv[])
     } else {
         row(QStringLiteral("clean build, no ccache, -j2 (library, tools, tests; s)"),
             QStringLiteral("not measured"), QStringLiteral("(--build-time)"));
+    }
+
+    if (args.contains(QLatin1String("--compile-time"))) {
+        // Alternating, so that both see the same machine.
+        double typed = -1, named = -1;
+        for (int i = 0; i < 3; ++i) {
+            const double t = compileSeconds(root, "typed.cpp", TypedHost, 1);
+            const double n = compileSeconds(root, "named.cpp", NamedHost, 1);
+            typed = typed < 0 || (t >= 0 && t < typed) ? t : typed;
+            named = named < 0 || (n >= 0 && n < named) ? n : named;
+        }
+        const double ratio = typed > 0 && named > 0 ? typed / named : -1;
+        row(QStringLiteral("host file compile, typed call / by name (s, best of 3)"),
+            ratio < 0 ? QStringLiteral("failed")
+                      : QStringLiteral("%1 / %2 = %3")
+                            .arg(typed, 0, 'f', 2)
+                            .arg(named, 0, 'f', 2)
+                            .arg(ratio, 0, 'f', 2),
+            verdict(ratio > 0 && ratio <= TypedCompileTarget,
+                    QStringLiteral("<= %1x").arg(TypedCompileTarget)));
+    } else {
+        row(QStringLiteral("host file compile, typed call / by name (s, best of 3)"),
+            QStringLiteral("not measured"), QStringLiteral("(--compile-time)"));
     }
 
     const HostFigures f = measureHost(idleSeconds * 1000, quick ? 500 : 2000);

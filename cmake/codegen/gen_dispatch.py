@@ -14,9 +14,37 @@ kept):
   @RESULT_SLOTS@    one receiver slot per distinct result type,
                     onResult_<token>(bool, const QString &, const T &), whose body
                     calls the template's record(success, requestId, "<token>", value)
+  @TYPED_CALLS@     one typed call per row and for lumoIpcCall, named as the slot:
+                    a function template taking the argument record, a context
+                    and a callable, that starts the call through the named route
 """
 
-from lumotables import generate, is_record, read_dispatch, spelled, unique
+from lumotables import (DispatchRow, VOID_RESULT, generate, is_record, read_dispatch, spelled,
+                        unique)
+
+# Dispatched like a row of the table, but not in it: its slot is written by hand.
+LUMO_IPC_CALL = DispatchRow('lumoIpcCall', 'lumoIpcCall', 'LumoIpcArg', 'LumoIpcResult',
+                            'Exception on lumoIpcCall')
+
+
+def host_type(token):
+    """A table token as a host spells the type."""
+    if not is_record(token):
+        return 'KLumoVoidResult' if token == VOID_RESULT else spelled(token).replace(',', ', ')
+    return f'ofx::lumo::{token}'
+
+
+def typed_call(r):
+    wire = '' if r.slot == r.method else f' ("{r.method}" on the wire)'
+    return (f'/** Calls {r.slot}{wire} with @p arg; @p callable receives its {host_type(r.result)}. */\n'
+            f'template<class Context, class Callable>\n'
+            f'PendingCall {r.slot}(const {host_type(r.arg)} &arg, Context *context, '
+            f'Callable &&callable)\n'
+            f'{{\n'
+            f'    return LumoIpcPrivate::call<{host_type(r.result)}>(\n'
+            f'        {{"{r.slot}", "{spelled(r.arg)}", "onResult_{r.result}"}}, &arg, context,\n'
+            f'        std::forward<Callable>(callable));\n'
+            f'}}')
 
 EXPANSIONS = {
     'RECORD_USINGS': lambda rows: [
@@ -30,6 +58,7 @@ EXPANSIONS = {
         f'void onResult_{t}(bool success, const QString &requestId, const {spelled(t)} &value) '
         f'{{ record(success, requestId, "{t}", value); }}'
         for t in unique(r.result for r in rows)],
+    'TYPED_CALLS': lambda rows: [typed_call(r) for r in rows + [LUMO_IPC_CALL]],
 }
 
 if __name__ == '__main__':

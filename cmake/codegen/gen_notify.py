@@ -17,7 +17,7 @@ kept):
   @PUSH_CONNECTIONS@  connections from the push dispatcher `push` to the proxy
   @HOST_SIGNALS@      the singleton's signals, in its declaration order, each
                       after a reference comment
-  @HOST_CONNECTIONS@  connections from the proxy `m_pProxy` to the singleton
+  @HOST_CONNECTIONS@  connections from the proxy `proxy` to the singleton `q`
   @TARGET_MEMBERS@    every member the notification handler invokes, as signals
 """
 
@@ -65,7 +65,7 @@ def host_signal_doc(table, signal):
 
 def host_connection(table, signal):
     receiver = table.host_name(signal) if signal.via == 'Signal' else signal.via
-    return (f'connect(m_pProxy, &KLumoIpcProxy::{signal.name}, this, '
+    return (f'QObject::connect(proxy, &KLumoIpcProxy::{signal.name}, q, '
             f'&KLumoIpc::{receiver});')
 
 

@@ -1,49 +1,57 @@
 // A complete host of the library, built against the installed package: it
-// starts the service if it does not run, waits for the login, then makes a
-// typed call, a call by generic name, a call it cancels and a call that may
-// fail, and prints a pushed notification. The README shows the part from the
-// includes to the end of main(); the slots' bodies follow it.
-#include <dispatch/krpcresponse.h> // the result of the generic route
-#include <lumo_types.h> // the interface's records (CreateFolderArg, ...)
-#include <lumoipc.h> // the exported functions, login and company records
+// starts the service if it does not run, waits for the login, then makes
+// typed calls (answered, failing, cancelled, one whose context goes away) and
+// a call by generic name, and prints a pushed notification. The README shows
+// the part from the include to the end of main(); the member functions'
+// bodies follow it.
+#include <lumoipccalls.h> // typed calls, the library object's signals, the records
 
 #include <QCoreApplication>
 #include <QTimer>
 
 #include <cstdio>
 
+using namespace ofx::lumo; // the interface's records: CreateFolderArg, ...
+
 class Files : public QObject
 {
-    Q_OBJECT
-public Q_SLOTS:
-    // Result slots: (bool ok, const QString &requestId, const <the method's result> &).
-    void onFolder(bool ok, const QString &requestId, const ofx::lumo::CreateFolderResult &r);
-    void onGeneric(bool ok, const QString &requestId, const KRpcResponse &r);
-    void onRemoved(bool ok, const QString &requestId, const ofx::lumo::RemoveResult &r);
-    void onCreated(bool ok, const QString &requestId, const ofx::lumo::CreateFileResult &r);
-    // Signals of LumoIpcEventObject().
-    void onLogin();
-    void onNewMessages(const QStringList &ids);
-
 public:
     void callAll()
     {
-        ofx::lumo::CreateFolderArg folder;
+        // A call whose context is destroyed before the reply ends silently.
+        auto *dialog = new QObject;
+        LumoIpc::rename(RenameArg(), dialog, [](bool, const RenameResult &) {
+            std::printf("rename: delivered although its context was destroyed\n");
+        });
+        delete dialog;
+
+        CreateFolderArg folder;
         folder.__set_folderName("Reports");
-        LumoIpcAsynCallEx("createFolder", Q_ARG(ofx::lumo::CreateFolderArg, folder), this,
-                          "onFolder");
-        LumoIpcAsynCall("getLoginInfo", {QCoreApplication::applicationName()}, this, "onGeneric");
+        LumoIpc::createFolder(folder, this,
+                              [this](bool ok, const QString &id, const CreateFolderResult &r) {
+                                  std::printf("createFolder: ok=%d id=%d folderId=\"%s\"\n",
+                                              int(ok), int(id.size()), r.folderId.c_str());
+                                  done();
+                              });
+        LumoIpc::call("getLoginInfo", {QCoreApplication::applicationName()}, this,
+                      &Files::onLoginInfo);
 
-        ofx::lumo::RemoveArg gone;
+        RemoveArg gone;
         gone.__set_id("42");
-        LumoIpcAsynCallEx("remove", Q_ARG(ofx::lumo::RemoveArg, gone), this, "onRemoved");
+        LumoIpc::remove(gone, this, &Files::onRemoved);
 
-        // A cancelled call ends silently: its slot is not called.
-        ofx::lumo::CreateFileArg file;
-        const QString id = LumoIpcAsynCallEx("createFile", Q_ARG(ofx::lumo::CreateFileArg, file),
-                                             this, "onCreated");
-        std::printf("createFile: cancelled=%d\n", int(LumoIpcCancelCall(id)));
+        // A cancelled call ends silently: its callable does not run.
+        LumoIpc::PendingCall created =
+            LumoIpc::createFile(CreateFileArg(), this, [](bool, const CreateFileResult &) {
+                std::printf("createFile: delivered although cancelled\n");
+            });
+        std::printf("createFile: cancelled=%d\n", int(created.cancel()));
     }
+
+    void onLogin();
+    void onLoginInfo(bool ok, const KRpcResponse &r);
+    void onRemoved(bool ok, const RemoveResult &r);
+    void onNewMessages(const QStringList &ids);
 
     bool calling = false;
     int pending = 4; // what the host waits for: three results and a notification
@@ -57,10 +65,10 @@ int main(int argc, char *argv[])
 
     LumoIpcInit(false); // once, on the main thread
     Files files;
-    QObject *events = LumoIpcEventObject();
-    QObject::connect(events, SIGNAL(LoginStatusChange()), &files, SLOT(onLogin()));
-    QObject::connect(events, SIGNAL(signal_notifyNewMsgList(QStringList)), &files,
-                     SLOT(onNewMessages(QStringList)));
+    // Signals by pointer to member: the compiler checks the arguments.
+    QObject::connect(LumoIpc::events(), &KLumoIpc::LoginStatusChange, &files, &Files::onLogin);
+    QObject::connect(LumoIpc::events(), &KLumoIpc::signal_notifyNewMsgList, &files,
+                     &Files::onNewMessages);
     if (!LumoIpcCheckLumoRunning()) {
         // Looked for as "ofxcloudsvr" in $LUMO_SUITE_DIR (default: our own folder).
         std::printf("starting the service\n");
@@ -74,7 +82,7 @@ int main(int argc, char *argv[])
     const int rc = app.exec();
 
     LumoIpcFree();
-    std::printf("freed object=%p\n", static_cast<void *>(LumoIpcEventObject()));
+    std::printf("freed object=%p\n", static_cast<void *>(LumoIpc::events()));
     return rc;
 }
 
@@ -92,21 +100,14 @@ void Files::onLogin()
     std::fflush(stdout);
 }
 
-void Files::onFolder(bool ok, const QString &requestId, const ofx::lumo::CreateFolderResult &r)
-{
-    std::printf("createFolder: ok=%d id=%d folderId=\"%s\"\n", int(ok), int(requestId.size()),
-                r.folderId.c_str());
-    done();
-}
-
-void Files::onGeneric(bool ok, const QString &, const KRpcResponse &r)
+void Files::onLoginInfo(bool ok, const KRpcResponse &r)
 {
     std::printf("getLoginInfo: ok=%d isLogined=%s\n", int(ok),
                 qPrintable(r.value(QStringLiteral("isLogined"))));
     done();
 }
 
-void Files::onRemoved(bool ok, const QString &, const ofx::lumo::RemoveResult &r)
+void Files::onRemoved(bool ok, const RemoveResult &r)
 {
     // ok is false when the service failed or did not answer in time (16 s), or
     // at once when there is no connection; r is then the default record.
@@ -115,11 +116,6 @@ void Files::onRemoved(bool ok, const QString &, const ofx::lumo::RemoveResult &r
     else
         std::printf("remove: failed, handled (state=%d)\n", int(r.state));
     done();
-}
-
-void Files::onCreated(bool, const QString &, const ofx::lumo::CreateFileResult &)
-{
-    std::printf("createFile: delivered although cancelled\n");
 }
 
 void Files::onNewMessages(const QStringList &ids)
@@ -134,5 +130,3 @@ void Files::done()
     if (--pending == 0)
         QCoreApplication::quit();
 }
-
-#include "main.moc"

@@ -37,12 +37,7 @@ QString KLumoIpcHandler::asynCall(const QString &method, const QStringList &para
                                   QObject *receiver, const QString &slot)
 {
     const QString requestId = createRequestId();
-    KLumoIpcHandlerPrivate *const target = d.get();
-    if (!target->calls().post(
-            [target, requestId, method, params, guarded = QPointer<QObject>(receiver), slot] {
-                target->asynCall(requestId, method, params, guarded, slot);
-            }))
-        logFailure(method);
+    queueCall(requestId, method, params, receiver, slot);
     return requestId;
 }
 
@@ -50,16 +45,38 @@ QString KLumoIpcHandler::asynCallEx(const QString &method, const QGenericArgumen
                                     QObject *receiver, const QString &slot)
 {
     const QString requestId = createRequestId();
+    queueCallEx(requestId, method, arg, receiver, slot);
+    return requestId;
+}
+
+bool KLumoIpcHandler::queueCall(const QString &requestId, const QString &method,
+                                const QStringList &params, QObject *receiver, const QString &slot)
+{
+    KLumoIpcHandlerPrivate *const target = d.get();
+    if (target->calls().post(
+            [target, requestId, method, params, guarded = QPointer<QObject>(receiver), slot] {
+                target->asynCall(requestId, method, params, guarded, slot);
+            }))
+        return true;
+    logFailure(method);
+    return false;
+}
+
+bool KLumoIpcHandler::queueCallEx(const QString &requestId, const QString &method,
+                                  const QGenericArgument &arg, QObject *receiver,
+                                  const QString &slot)
+{
     // The slot that runs @p method takes (requestId, its argument, receiver, slot);
     // anything else (an unknown name, another type name) is Qt's to report.
     const QByteArray slotName = method.toUtf8();
     KLumoCallQueue &calls = d->calls();
-    if (!KLumoQueuedCall::invokeThrough(
+    if (KLumoQueuedCall::invokeThrough(
             [&calls](auto call) { return calls.post(std::move(call)); }, d.get(),
             slotName.constData(), {"QString", arg.name(), "QPointer<QObject>", "QString"},
             requestId, KLumoQueuedCall::Untyped {arg.data()}, QPointer<QObject>(receiver), slot))
-        logFailure(method);
-    return requestId;
+        return true;
+    logFailure(method);
+    return false;
 }
 
 bool KLumoIpcHandler::cancelRequest(const QString &requestId)

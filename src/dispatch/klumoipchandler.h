@@ -53,6 +53,13 @@ public:
     // method's argument record (Q_ARG(RemoveArg, arg)).
     QString asynCallEx(const QString &method, const QGenericArgument &arg, QObject *receiver,
                        const QString &slot);
+    // The same two routes under an id the caller made (createRequestId()), so that
+    // it can file the call before any result may arrive. Return whether the call
+    // was queued; a call that was not is logged and never ends.
+    bool queueCall(const QString &requestId, const QString &method, const QStringList &params,
+                   QObject *receiver, const QString &slot);
+    bool queueCallEx(const QString &requestId, const QString &method, const QGenericArgument &arg,
+                     QObject *receiver, const QString &slot);
     // Drops the call's result when it comes; the service call itself runs on.
     bool cancelRequest(const QString &requestId);
 

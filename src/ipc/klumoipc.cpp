@@ -1,8 +1,8 @@
-#include "ipc/klumoipc.h"
+#include "ipc/klumoipc_p.h"
 
 #include "connection/klumoipclogincheck.h"
-#include "connection/klumoipcproxy.h"
 #include "dispatch/klumoipchandler.h"
+#include "ipc/klumotypedcalls.h"
 #include "support/klumometatypes.h"
 
 #include <QCoreApplication>
@@ -14,81 +14,88 @@ namespace {
 KLumoIpc *g_instance = nullptr; // host's main thread only
 }
 
-KLumoIpc *KLumoIpc::instance()
+KLumoIpc *KLumoIpcPrivate::instance()
 {
     return g_instance;
 }
 
-void KLumoIpc::setInstance(KLumoIpc *instance)
+void KLumoIpcPrivate::setInstance(KLumoIpc *instance)
 {
     g_instance = instance;
+    KLumoTypedCalls::setInstance(instance ? get(instance)->typedCalls : nullptr);
 }
 
 KLumoIpc::KLumoIpc()
     : QObject(nullptr)
+    , d(std::make_unique<KLumoIpcPrivate>(this))
 {
     // The host's queued connections to signal_notifyRecentFileStateChanged
     // need the type under the spelling of the signal.
     KLumoMetaTypes::add<QVector<ofx::lumo::CloudItem>>("QVector<ofx::lumo::CloudItem>");
-    m_pProxy = new KLumoIpcProxy;
+    d->proxy = new KLumoIpcProxy;
+    d->typedCalls = new KLumoTypedCalls(d->proxy->dispatcher());
 }
 
 KLumoIpc::~KLumoIpc()
 {
-    delete m_pProxy;
-    m_pProxy = nullptr;
-    delete m_pAux;
-    m_pAux = nullptr;
-    delete m_pLoginCheck;
-    m_pLoginCheck = nullptr;
+    // The dispatcher goes first: no result reaches the typed calls' receiver
+    // (which would log its absence) once it is gone.
+    delete d->proxy;
+    d->proxy = nullptr;
+    delete d->typedCalls;
+    d->typedCalls = nullptr;
+    delete d->aux;
+    d->aux = nullptr;
+    delete d->loginCheck;
+    d->loginCheck = nullptr;
     KLumoMetaTypes::unregisterAll();
-    m_eventSink.clear();
+    d->eventSink.clear();
 }
 
-void KLumoIpc::setLoginCheck(KLumoIpcLoginCheck *check)
+void KLumoIpcPrivate::setLoginCheck(KLumoIpcLoginCheck *check)
 {
-    delete m_pLoginCheck;
-    m_pLoginCheck = check;
+    delete loginCheck;
+    loginCheck = check;
 }
 
 void KLumoIpc::slot_notifyLoginStatusChange()
 {
-    if (m_pLoginCheck)
-        m_pLoginCheck->setLogined(m_pProxy->loginCache().isLogined);
+    if (d->loginCheck)
+        d->loginCheck->setLogined(d->proxy->loginCache().isLogined);
     Q_EMIT LoginStatusChange();
 }
 
 void KLumoIpc::slot_SocketConnected()
 {
-    if (m_pLoginCheck && !m_pLoginCheck->isLogined())
-        m_pLoginCheck->setSocketConnected();
+    if (d->loginCheck && !d->loginCheck->isLogined())
+        d->loginCheck->setSocketConnected();
     Q_EMIT SocketConnected();
 }
 
-void KLumoIpc::requestLoginInfoForCheck()
+void KLumoIpcPrivate::requestLoginInfoForCheck()
 {
-    if (!m_pLoginCheck)
+    if (!loginCheck)
         return;
     QStringList args;
     if (QCoreApplication::instance())
         args << QCoreApplication::applicationName();
-    m_pProxy->dispatcher()->asynCall(QStringLiteral("getLoginInfo"), args, m_pLoginCheck,
-                                     QStringLiteral("on_getLoginInfo"));
+    proxy->dispatcher()->asynCall(QStringLiteral("getLoginInfo"), args, loginCheck,
+                                  QStringLiteral("on_getLoginInfo"));
 }
 
-void KLumoIpc::postEvent(const QString &name, const QMap<QString, QString> &values)
+void KLumoIpcPrivate::postEvent(const QString &name, const QMap<QString, QString> &values)
 {
-    if (!m_eventSink && !m_pAux && QCoreApplication::instance()) {
+    if (!eventSink && !aux && QCoreApplication::instance()) {
         const QVariant sink = QCoreApplication::instance()->property("__nvolite_kdcinfoc__");
         if (sink.isValid() && sink.canConvert<QObject *>())
-            m_eventSink = sink.value<QObject *>();
+            eventSink = sink.value<QObject *>();
     }
-    if (!m_eventSink)
+    if (!eventSink)
         return;
     QVariantMap map;
     for (auto it = values.cbegin(); it != values.cend(); ++it)
         map.insert(it.key(), QVariant(it.value()));
-    QMetaObject::invokeMethod(m_eventSink.data(), "postEventMethod", Qt::DirectConnection,
+    QMetaObject::invokeMethod(eventSink.data(), "postEventMethod", Qt::DirectConnection,
                               Q_ARG(QString, name), Q_ARG(QVariantMap, map));
 }
 

@@ -4,21 +4,28 @@
 #include "connection/klumoipcproxy.h"
 #include "connection/klumoserviceprocess.h"
 #include "dispatch/klumoipchandler.h"
-#include "ipc/klumoipc.h"
+#include "ipc/klumoipc_p.h"
 #include "support/klumoofxcloudsettings.h"
 #include "support/lumolog.h"
 #include "transport/klumocapturewriter.h"
 
 using ofx::lumo::KLumoIpc;
 using ofx::lumo::KLumoIpcLoginCheck;
+using ofx::lumo::KLumoIpcPrivate;
 using ofx::lumo::KLumoServiceProcess;
 
 namespace {
 
+// The live library object's members, null before LumoIpcInit() and after LumoIpcFree().
+KLumoIpcPrivate *library()
+{
+    return KLumoIpcPrivate::get(KLumoIpcPrivate::instance());
+}
+
 ofx::lumoipc::KLumoIpcHandler *dispatcher()
 {
-    KLumoIpc *ipc = KLumoIpc::instance();
-    return ipc && ipc->proxy() ? ipc->proxy()->dispatcher() : nullptr;
+    KLumoIpcPrivate *ipc = library();
+    return ipc && ipc->proxy ? ipc->proxy->dispatcher() : nullptr;
 }
 
 // Neutral records handed out while the library object is absent.
@@ -47,42 +54,43 @@ QMap<QString, QString> &defaultResponse()
 
 bool LumoIpcInit(bool)
 {
-    if (KLumoIpc::instance()) {
+    if (KLumoIpcPrivate::instance()) {
         ofx::lumo::log::debug(lcIpc(), QStringLiteral("LumoIpcInit: already initialised"));
         return true;
     }
     // Thrift reports decoding trouble through its process-wide output; without
     // this it would go to stderr, past the host's log.
     ofx::lumo::log::installThriftOutput();
-    auto *ipc = new KLumoIpc;
+    auto *object = new KLumoIpc;
+    KLumoIpcPrivate *ipc = KLumoIpcPrivate::get(object);
     // No frame moves before the host's event loop runs, so the capture sees them all.
-    ofx::lumo::KLumoCaptureWriter::startFromEnvironment(ipc->proxy()->serverName());
+    ofx::lumo::KLumoCaptureWriter::startFromEnvironment(ipc->proxy->serverName());
     ipc->connectProxy();
     // The service is (re)started only through the library object.
-    ipc->proxy()->setServiceStarter([] { LumoIpcStartLumoProcess(QString()); });
+    ipc->proxy->setServiceStarter([] { LumoIpcStartLumoProcess(QString()); });
     auto *check = new KLumoIpcLoginCheck(
         [ipc] { ipc->requestLoginInfoForCheck(); },
         [ipc](const QString &name, const QMap<QString, QString> &v) { ipc->postEvent(name, v); });
     check->setServiceStarter([] { LumoIpcStartLumoProcess(QString()); });
     ipc->setLoginCheck(check);
-    KLumoIpc::setInstance(ipc);
+    KLumoIpcPrivate::setInstance(object);
     return true;
 }
 
 void LumoIpcFree()
 {
-    KLumoIpc *ipc = KLumoIpc::instance();
+    KLumoIpc *ipc = KLumoIpcPrivate::instance();
     if (!ipc)
         return;
     delete ipc;
-    KLumoIpc::setInstance(nullptr);
+    KLumoIpcPrivate::setInstance(nullptr);
     ofx::lumo::KLumoCaptureWriter::stop(); // every thread that sent or received has stopped
     ofx::lumo::log::debug(lcIpc(), QStringLiteral("LumoIpcFree: library object released"));
 }
 
 QObject *LumoIpcEventObject()
 {
-    return KLumoIpc::instance();
+    return KLumoIpcPrivate::instance();
 }
 
 QString LumoIpcAsynCall(const QString &method, const QStringList &params, QObject *receiver,
@@ -114,40 +122,40 @@ bool LumoIpcIsNeedAutoLogin()
 
 bool LumoIpcCheckAutoLogin()
 {
-    KLumoIpc *ipc = KLumoIpc::instance();
-    if (!ipc || !ipc->loginCheck())
+    KLumoIpcPrivate *ipc = library();
+    if (!ipc || !ipc->loginCheck)
         return false;
-    return ipc->loginCheck()->checkAutoLogin();
+    return ipc->loginCheck->checkAutoLogin();
 }
 
 KLumoIpcLoginCache &LumoIpcLoginCache()
 {
-    KLumoIpc *ipc = KLumoIpc::instance();
-    return ipc ? ipc->proxy()->loginCache() : defaultLogin();
+    KLumoIpcPrivate *ipc = library();
+    return ipc ? ipc->proxy->loginCache() : defaultLogin();
 }
 
 KLumoIpcLoginCache &LumoIpcLastLoginCache()
 {
-    KLumoIpc *ipc = KLumoIpc::instance();
-    return ipc ? ipc->proxy()->lastLoginCache() : defaultLastLogin();
+    KLumoIpcPrivate *ipc = library();
+    return ipc ? ipc->proxy->lastLoginCache() : defaultLastLogin();
 }
 
 KCompanyInfoCache &LumoIpcCompanyCache()
 {
-    KLumoIpc *ipc = KLumoIpc::instance();
-    return ipc ? ipc->proxy()->companyCache() : defaultCompany();
+    KLumoIpcPrivate *ipc = library();
+    return ipc ? ipc->proxy->companyCache() : defaultCompany();
 }
 
 QMap<QString, QString> &LumoIpcResponseLoginInfo()
 {
-    KLumoIpc *ipc = KLumoIpc::instance();
-    return ipc ? ipc->proxy()->responseLoginInfo() : defaultResponse();
+    KLumoIpcPrivate *ipc = library();
+    return ipc ? ipc->proxy->responseLoginInfo() : defaultResponse();
 }
 
 bool LumoIpcCheckLumoLogined()
 {
-    KLumoIpc *ipc = KLumoIpc::instance();
-    return ipc && ipc->proxy()->loginCache().isLogined;
+    KLumoIpcPrivate *ipc = library();
+    return ipc && ipc->proxy->loginCache().isLogined;
 }
 
 bool LumoIpcCheckLumoRunning()
@@ -157,7 +165,7 @@ bool LumoIpcCheckLumoRunning()
 
 void LumoIpcStartLumoProcess(const QString &param)
 {
-    if (!KLumoIpc::instance())
+    if (!KLumoIpcPrivate::instance())
         return;
     KLumoServiceProcess::startLumoProcess(param.isEmpty() ? QStringLiteral("autologin") : param);
 }

@@ -118,6 +118,10 @@ public:
     // Forgets every look-up (the meta-type ids it holds are about to go).
     static void clearCache();
 
+    // A copy of *data made by the meta-type system; null when it cannot be made.
+    // It is destroyed as its type was then, even after the type was unregistered.
+    static std::shared_ptr<void> copyOf(int typeId, const void *data);
+
 private:
     static constexpr int MaxArguments = 10;
 
@@ -137,9 +141,6 @@ private:
                             int count, bool *named);
     static void reportUnfit(const QMetaObject *meta, const char *member,
                             const QByteArray &expected);
-    // A copy of *data made by the meta-type system; null when it cannot be made.
-    // It is destroyed as its type was then, even after the type was unregistered.
-    static std::shared_ptr<void> copyOf(int typeId, const void *data);
 
     // The functor handed to the receiver's thread. The hand-over goes through
     // Qt's event queue, which ThreadSanitizer cannot see, so the functor

@@ -7,6 +7,8 @@
 
 #include "dispatch/klumoipchandler.h"
 #include "dispatch/klumoipchandlerprivate.h"
+#include "ipc/klumotypedcalls.h"
+#include "lumoipccalls.h"
 #include "support/klumometatypes.h"
 #include "transport/klumoipcchannel_p.h"
 
@@ -66,12 +68,15 @@ QByteArray answer(const QByteArray &request, int stamp)
     return encodeMessage(head.name, apache::thrift::protocol::T_REPLY, result);
 }
 
-// A method called by name; the peer answers it with stamp().
+// A method called by name or by its typed call; the peer answers it with stamp().
 struct Row
 {
     const char *slot, *method, *argType, *resultType, *exceptionText;
     QByteArray (*answer)(const QByteArray &request, int stamp);
     Holds (*holds)(int stamp);
+    // The typed call with a default-constructed argument, delivering to the
+    // receiver's slot of the result type.
+    QString (*typed)(DispatchReceiver *receiver);
 
     int stamp() const;
     // With a default-constructed argument.
@@ -93,7 +98,10 @@ const QVector<Row> &rows()
     // clang-format off
 #define LUMO_DISPATCH(slot, method, Arg, Result, text)                                             \
     {#slot, #method, registeredName<Arg>(#Arg), #Result, text,                                     \
-     &answer<KLumoServices_##method##_args, KLumoServices_##method##_result, Result>, &holdsStamp<Result>},
+     &answer<KLumoServices_##method##_args, KLumoServices_##method##_result, Result>,               \
+     &holdsStamp<Result>, [](DispatchReceiver *r) {                                                \
+         return LumoIpc::slot(Arg(), r, &DispatchReceiver::onResult_##Result).id();                \
+     }},
     static const QVector<Row> table {
 #include "dispatch/klumodispatchtable.def"
         LUMO_DISPATCH(lumoIpcCall, lumoIpcCall, LumoIpcArg, LumoIpcResult, "Exception on lumoIpcCall")
@@ -173,24 +181,32 @@ class TestKLumoIpcHandler : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    // Every method by name and the generic route, all in flight at once: each
-    // ends exactly once, in the slot of its result type.
+    // Every method and the generic route, all in flight at once, by name or by
+    // their typed calls: each ends exactly once, with its result type.
     void everyCallEndsOnce_data()
     {
+        QTest::addColumn<bool>("typed");
         QTest::addColumn<bool>("connected");
         QTest::addColumn<QString>("reply");
-        QTest::addRow("answered") << true << "stamped";
-        QTest::addRow("unanswered, expires") << true << "none";
-        QTest::addRow("exception reply, logged, expires") << true << "exception";
-        QTest::addRow("not connected, fails at once") << false << "none";
+        for (const bool typed : {false, true}) {
+            const char *route = typed ? "typed" : "by name";
+            QTest::addRow("%s, answered", route) << typed << true << "stamped";
+            QTest::addRow("%s, unanswered, expires", route) << typed << true << "none";
+            QTest::addRow("%s, exception reply, logged, expires", route)
+                << typed << true << "exception";
+            QTest::addRow("%s, not connected, fails at once", route) << typed << false << "none";
+        }
     }
     void everyCallEndsOnce()
     {
+        QFETCH(bool, typed);
         QFETCH(bool, connected);
         QFETCH(QString, reply);
         const bool answered = reply == QLatin1String("stamped");
         const int expiryMs = connected && !answered ? 300 * timeScale() : 600000;
         Rig rig;
+        KLumoTypedCalls typedCalls(rig.handler.get());
+        KLumoTypedCalls::setInstance(&typedCalls);
         rig.handler->setExpiryInterval(expiryMs);
         QVERIFY(!connected || rig.connect());
         if (answered)
@@ -210,15 +226,18 @@ private Q_SLOTS:
         clock.start();
         QHash<QString, QPair<QByteArray, Holds>> expected; // request id -> slot type, value
         for (const Row &r : rows())
-            expected.insert(r.call(*rig.handler, &rig.receiver),
+            expected.insert(typed ? r.typed(&rig.receiver) : r.call(*rig.handler, &rig.receiver),
                             {r.resultType, r.holds(answered ? r.stamp() : 0)});
         const KRpcResponse echo({{"method", "getLoginInfo"}, {"params", "tst"}});
-        expected.insert(
-            rig.handler->asynCall("getLoginInfo", {"tst"}, &rig.receiver, "onResult_KRpcResponse"),
-            {"KRpcResponse",
-             equals(answered        ? echo
-                        : connected ? KRpcResponse::waitReadError()
-                                    : KRpcResponse::connectError())});
+        expected.insert(typed ? LumoIpc::call("getLoginInfo", {"tst"}, &rig.receiver,
+                                              &DispatchReceiver::onResult_KRpcResponse)
+                                    .id()
+                              : rig.handler->asynCall("getLoginInfo", {"tst"}, &rig.receiver,
+                                                      "onResult_KRpcResponse"),
+                        {"KRpcResponse",
+                         equals(answered        ? echo
+                                    : connected ? KRpcResponse::waitReadError()
+                                                : KRpcResponse::connectError())});
         const int total = expected.size();
         QTRY_COMPARE_WITH_TIMEOUT(rig.receiver.deliveries.size(), total, 10000 * timeScale());
         QCoreApplication::sendPostedEvents(); // nothing is left that could end twice
@@ -338,8 +357,8 @@ private Q_SLOTS:
     }
 
     // Of three calls in flight, the first is cancelled in the same burst (so
-    // after it was sent): its reply still comes, first, and is dropped. The library is freed before the third's reply,
-    // which then finds nothing to deliver to. Started again it works, with other
+    // after it was sent): its reply still comes, first, and is dropped. The library is freed before
+    // the third's reply, which then finds nothing to deliver to. Started again it works, with other
     // meta-type ids: nothing looked up before may be used after.
     void cancelTeardownRestart()
     {

@@ -2,7 +2,8 @@
 """Checks the dynamic symbols that liblumoipc.so defines.
 
 Required and allowed: the exported functions (exact signatures), the log sink,
-KRpcResponse, and for every generated record what a host needs to use it by
+the typed calls' entry points, the installed classes (KRpcResponse, the
+library object KLumoIpc, LumoIpc::PendingCall), and for every generated record what a host needs to use it by
 value: its typeinfo and vtable, copy constructor, destructor, assignment,
 read, write, setters and free swap. Anything else, weak template instances
 included, is a leak of internals.
@@ -31,7 +32,20 @@ FUNCTIONS = {
     "LumoIpcStartLumoProcess(QString const&)",
     "_nvo_log_msg(QtMsgType, char const*, QString const&)",
     "KRpcResponse::value(QString const&, QString const&) const",
+    "LumoIpc::events()",
+    "LumoIpcPrivate::start(LumoIpcPrivate::Method const&, void const*, QObject*, "
+    "std::unique_ptr<LumoIpcPrivate::ResultHandler, "
+    "std::default_delete<LumoIpcPrivate::ResultHandler> >)",
+    "LumoIpcPrivate::startGeneric(QString const&, QStringList const&, QObject*, "
+    "std::unique_ptr<LumoIpcPrivate::ResultHandler, "
+    "std::default_delete<LumoIpcPrivate::ResultHandler> >)",
+    "LumoIpc::PendingCall::id() const",
+    "LumoIpc::PendingCall::cancel()",
+    "ofx::lumo::KLumoIpc::staticMetaObject",
+    "ofx::lumo::KLumoIpc::signal_notifyFileAction(ofx::lumo::NotifyFileActionArg const&)",
 }
+# Classes a host uses whole: every member, their typeinfo and vtable.
+CLASSES = ("KRpcResponse", "ofx::lumo::KLumoIpc", "LumoIpc::PendingCall")
 # Symbols the linker defines in every shared object (sanitizer builds export them).
 LINKER_SYMBOLS = {"__bss_start", "_edata", "_end"}
 PREFIXES = re.compile(r"^((typeinfo name|typeinfo|vtable) for )+")
@@ -52,8 +66,8 @@ def allowed(name, records):
     bare = PREFIXES.sub("", name)
     record = re.match(r"ofx::lumo::(\w+)", bare)
     swap = re.fullmatch(r"ofx::lumo::swap\(ofx::lumo::(\w+)&, ofx::lumo::\1&\)", bare)
-    return (name in FUNCTIONS or name in LINKER_SYMBOLS or bare.startswith("KRpcResponse::")
-            or bool(record and record.group(1) in records) or bool(swap and swap.group(1) in records))
+    return (name in FUNCTIONS or name in LINKER_SYMBOLS
+            or any(bare == c or bare.startswith(c + "::") for c in CLASSES) or bool(record and record.group(1) in records) or bool(swap and swap.group(1) in records))
 
 
 def main():

@@ -1,8 +1,9 @@
 # Installs the build into a private prefix, builds examples/host against the
-# installed package, and runs it: the library starts the service emulator as
-# the suite's "ofxcloudsvr", and the emulator pushes a notification once the
-# host waits for one. Also: pkg-config finds the package, and the README's host
-# snippet is the example's own code.
+# installed package, and runs its two hosts: the typed one, whose library
+# starts the service emulator as the suite's "ofxcloudsvr" (the emulator
+# pushes a notification once the host waits for one), then the named route's.
+# Also: pkg-config finds the package, and the README's host snippet is the
+# example's own code.
 #   -DBUILD_DIR=<top build dir> -DSOURCE_DIR=<top source dir> -DWORK_DIR=<scratch dir>
 #   -DSERVICE=<lumo-service> [-DQT_MAJOR_VERSION=5|6]
 if(NOT QT_MAJOR_VERSION)
@@ -100,10 +101,16 @@ execute_process(
     [ \"$line\" = 'waiting for notifications' ] && '${SERVICE}' ctl push notifyNewMsgList \
     '[\"m1\",\"m2\"]' >/dev/null; done; exit 0"
   RESULTS_VARIABLE rcs OUTPUT_VARIABLE out ERROR_VARIABLE err)
+execute_process(COMMAND ${WORK_DIR}/build/lumo_example_named RESULT_VARIABLE named_rc
+                OUTPUT_VARIABLE named_out ERROR_VARIABLE named_err)
 # The service was started detached, for the user: stop it.
 execute_process(COMMAND ${SERVICE} ctl stop OUTPUT_QUIET ERROR_QUIET)
 
-if(NOT rcs STREQUAL "0;0" OR out MATCHES "although cancelled")
+if(NOT named_rc EQUAL 0)
+  message(FATAL_ERROR "the named route's host failed (${named_rc}):\n${named_out}\n${named_err}")
+endif()
+expect("${named_out}" "named createFolder: ok=1 folderId=\"f-1\"" "named getLoginInfo: ok=1 isLogined=1")
+if(NOT rcs STREQUAL "0;0" OR out MATCHES "although")
   message(FATAL_ERROR "the example host failed (${rcs}):\n${out}\n${err}")
 endif()
 expect("${out}" "starting the service" "login: logined=1" "createFile: cancelled=1"

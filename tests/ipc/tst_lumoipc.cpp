@@ -3,7 +3,7 @@
 #include "connection/klumologininfo.h"
 #include "dispatch/klumoipchandler.h"
 #include "framedpeer.h"
-#include "ipc/klumoipc.h"
+#include "ipc/klumoipc_p.h"
 #include "ipc/lumoipc.h"
 #include "lumotestenv.h"
 #include "support/kfileversioninfo.h"
@@ -98,8 +98,9 @@ private Q_SLOTS:
             KLumoIpcLoginCache login;
             login.isLogined = true;
             QVERIFY(QMetaObject::invokeMethod(
-                KLumoIpc::instance()->proxy(), "on_accountLogined", Qt::QueuedConnection,
-                Q_ARG(KLumoIpcLoginCache, login), Q_ARG(KCompanyInfoCache, KCompanyInfoCache())));
+                KLumoIpcPrivate::get(KLumoIpcPrivate::instance())->proxy, "on_accountLogined",
+                Qt::QueuedConnection, Q_ARG(KLumoIpcLoginCache, login),
+                Q_ARG(KCompanyInfoCache, KCompanyInfoCache())));
             QTRY_VERIFY(LumoIpcCheckLumoLogined());
             if (i == 0) { // Thrift's own complaints reach the library's log
                 QTest::ignoreMessage(QtWarningMsg, "thrift probe");
@@ -126,7 +127,7 @@ private Q_SLOTS:
         Host host;
         auto peer = std::make_unique<lumotest::FramedPeer>();
         QVERIFY(LumoIpcInit(false));
-        KLumoIpcProxy *proxy = KLumoIpc::instance()->proxy();
+        KLumoIpcProxy *proxy = KLumoIpcPrivate::get(KLumoIpcPrivate::instance())->proxy;
         if (service) {
             QSignalSpy up(LumoIpcEventObject(), SIGNAL(SocketConnected()));
             QVERIFY(peer->listen(proxy->serverName()));
@@ -162,7 +163,7 @@ private Q_SLOTS:
         QCoreApplication::instance()->setProperty("__nvolite_kdcinfoc__",
                                                   QVariant::fromValue<QObject *>(&host));
         QVERIFY(LumoIpcInit(false));
-        KLumoIpc *ipc = KLumoIpc::instance();
+        KLumoIpcPrivate *ipc = KLumoIpcPrivate::get(KLumoIpcPrivate::instance());
         KLumoCommonSettings().setRestartTurnOn(false);
         ipc->requestLoginInfoForCheck(); // no service: "connectError" at once
         QTRY_COMPARE(host.events, QStringList {"lumoipc_login_check noResponse"});
@@ -170,8 +171,8 @@ private Q_SLOTS:
         KLumoIpcLoginCache login;
         login.isLogined = true;
         login.userId = QStringLiteral("u9");
-        ipc->proxy()->on_accountLogined(login, KCompanyInfoCache());
-        QVERIFY(ipc->loginCheck()->isLogined());
+        ipc->proxy->on_accountLogined(login, KCompanyInfoCache());
+        QVERIFY(ipc->loginCheck->isLogined());
         QVERIFY(LumoIpcCheckLumoLogined());
         QCOMPARE(LumoIpcLoginCache().userId, QStringLiteral("u9"));
         LumoIpcFree();

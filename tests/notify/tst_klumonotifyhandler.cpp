@@ -7,7 +7,7 @@
 #include "notifytarget.h"
 #include "thriftcodec.h"
 
-#include "ipc/klumoipc.h"
+#include "ipc/klumoipc_p.h"
 #include "notify/klumonotifyactualprocessor.h"
 #include "notify/klumonotifyhandler.h"
 #include "support/klumometatypes.h"
@@ -169,9 +169,10 @@ void TestKLumoNotifyHandler::initTestCase()
     log::installThriftOutput(); // Thrift's complaints about bad frames go to lumoipc.thrift
     KLumoIpcProxy::setPollIntervals(20, 20);
     m_ipc = std::make_unique<KLumoIpc>();
-    m_ipc->connectProxy();
+    KLumoIpcPrivate::get(m_ipc.get())->connectProxy();
     m_signals = std::make_unique<SignalLog>(m_ipc.get());
-    QVERIFY(m_peer.listen(m_ipc->proxy()->serverName())); // found by the proxy's polling
+    QVERIFY(m_peer.listen(
+        KLumoIpcPrivate::get(m_ipc.get())->proxy->serverName())); // found by the proxy's polling
     QVector<SignalLog::Call> calls;
     QTRY_VERIFY(!(calls += m_signals->take()).isEmpty());
     QCOMPARE(calls.at(0).first, QByteArray("SocketConnected"));
