@@ -158,7 +158,10 @@ double compileSeconds(const QString &dir, const char *name, const char *source, 
     for (int i = 0; i < rounds; ++i) {
         QElapsedTimer t;
         t.start();
-        if (run(QStringLiteral(LUMO_CXX_COMPILER), args).isNull())
+        QProcess compiler;
+        compiler.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        compiler.start(QStringLiteral(LUMO_CXX_COMPILER), args);
+        if (!compiler.waitForFinished(120000) || compiler.exitCode() != 0)
             return -1;
         const double s = double(t.nsecsElapsed()) / 1e9;
         best = best < 0 ? s : qMin(best, s);
