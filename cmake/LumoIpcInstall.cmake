@@ -34,19 +34,42 @@ install(CODE "
   execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --strip-unneeded --add-gnu-debuglink=\${dbg} \${lib}
                   COMMAND_ERROR_IS_FATAL ANY)" COMPONENT lumoipc)
 
-# Headers keep their folder below the include root, as the sources include them.
+# The public headers, one entry each: the file, the folder below the include
+# root it is installed in (as the sources include it; "." for the root), and
+# its CamelCase name. From this list come the install rules, a forwarding
+# header per entry (<LumoIpc/LumoIpcCalls>, as KDE Frameworks spell theirs)
+# and the export check's view of what a host may call.
 set(_lumo_src ${PROJECT_SOURCE_DIR}/src)
-install(FILES ${_lumo_src}/ipc/lumoipc.h ${CMAKE_CURRENT_BINARY_DIR}/lumoipc_export.h
-              ${PROJECT_BINARY_DIR}/idl/gen-cpp/lumo_types.h
-              ${CMAKE_CURRENT_BINARY_DIR}/ipc/lumoipccalls.h ${CMAKE_CURRENT_BINARY_DIR}/ipc/klumoipc.h
-              ${_lumo_src}/ipc/lumopendingcall.h ${_lumo_src}/ipc/lumoresulthandler.h
-        DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR} COMPONENT lumoipc)
-install(FILES ${_lumo_src}/connection/klumoipclogincache.h ${_lumo_src}/connection/kcompanyinfocache.h
-        DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/connection COMPONENT lumoipc)
-install(FILES ${_lumo_src}/dispatch/krpcresponse.h ${_lumo_src}/dispatch/klumovoidresult.h
-        DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/dispatch COMPONENT lumoipc)
-install(FILES ${_lumo_src}/notify/klumonotifytypes.h
-        DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/notify COMPONENT lumoipc)
+set(_lumo_gen ${CMAKE_CURRENT_BINARY_DIR})
+set(LUMOIPC_PUBLIC_HEADERS
+  ${_lumo_src}/ipc/lumoipc.h . LumoIpc
+  ${_lumo_gen}/ipc/lumoipccalls.h . LumoIpcCalls
+  ${_lumo_gen}/ipc/klumoipc.h . KLumoIpc
+  ${_lumo_src}/ipc/lumopendingcall.h . PendingCall
+  ${_lumo_src}/ipc/lumoresulthandler.h . ResultHandler
+  ${_lumo_gen}/lumoipc_export.h . LumoIpcExport
+  ${PROJECT_BINARY_DIR}/idl/gen-cpp/lumo_types.h . LumoTypes
+  ${_lumo_src}/connection/klumoipclogincache.h connection KLumoIpcLoginCache
+  ${_lumo_src}/connection/kcompanyinfocache.h connection KCompanyInfoCache
+  ${_lumo_src}/dispatch/krpcresponse.h dispatch KRpcResponse
+  ${_lumo_src}/dispatch/klumovoidresult.h dispatch KLumoVoidResult
+  ${_lumo_src}/notify/klumonotifytypes.h notify KLumoNotifyTypes)
+set(_lumo_public_files "")
+while(LUMOIPC_PUBLIC_HEADERS)
+  list(POP_FRONT LUMOIPC_PUBLIC_HEADERS file folder camel)
+  get_filename_component(name ${file} NAME)
+  install(FILES ${file} DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}/${folder} COMPONENT lumoipc)
+  if(folder STREQUAL ".")
+    set(path ${name})
+  else()
+    set(path ${folder}/${name})
+  endif()
+  file(WRITE ${_lumo_gen}/forwarding/LumoIpc/${camel} "#include \"${path}\"\n")
+  list(APPEND _lumo_public_files ${file})
+endwhile()
+install(DIRECTORY ${_lumo_gen}/forwarding/LumoIpc DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}
+        COMPONENT lumoipc)
+set_property(GLOBAL PROPERTY LUMOIPC_PUBLIC_FILES ${_lumo_public_files})
 
 install(EXPORT LumoIpcTargets NAMESPACE LumoIpc:: DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR}
         FILE ${LUMOIPC_PACKAGE}Targets.cmake COMPONENT lumoipc)

@@ -4,7 +4,7 @@
 // a call by generic name, and prints a pushed notification. The README shows
 // the part from the include to the end of main(); the member functions'
 // bodies follow it.
-#include <lumoipccalls.h> // typed calls, the library object's signals, the records
+#include <LumoIpc/LumoIpcCalls> // typed calls, the library object's signals, the records
 
 #include <QCoreApplication>
 #include <QTimer>

@@ -2,9 +2,9 @@
 // the record's type name, the result slot and the signals are named by text,
 // and checked when the call runs. Run it while the service runs; it makes a
 // call with a record and one by generic name, and ends when both are answered.
-#include <dispatch/krpcresponse.h> // the result of the generic route
-#include <lumo_types.h> // the interface's records (CreateFolderArg, ...)
-#include <lumoipc.h> // the exported functions
+#include <LumoIpc/KRpcResponse> // the result of the generic route
+#include <LumoIpc/LumoIpc> // the exported functions
+#include <LumoIpc/LumoTypes> // the interface's records (CreateFolderArg, ...)
 
 #include <QCoreApplication>
 #include <QTimer>

@@ -1,5 +1,5 @@
 #include "dispatch/klumoipchandler.h"
-#include "dispatch/klumoipchandlerprivate.h"
+#include "dispatch/klumoipchandler_p.h"
 
 #include "support/klumoqueuedcall.h"
 #include "support/lumolog.h"
@@ -16,7 +16,6 @@ KLumoIpcHandler::KLumoIpcHandler(QObject *owner,
                                  std::shared_ptr<apache::thrift::async::TAsyncChannel> transport)
     : QObject(owner)
     , d(std::make_unique<KLumoIpcHandlerPrivate>(std::move(client), std::move(transport)))
-    , m_owner(owner)
 { }
 
 KLumoIpcHandler::~KLumoIpcHandler() = default;
@@ -83,11 +82,6 @@ bool KLumoIpcHandler::cancelRequest(const QString &requestId)
 {
     KLumoIpcHandlerPrivate *const target = d.get();
     return target->calls().post([target, requestId] { target->cancelRequest(requestId); });
-}
-
-QObject *KLumoIpcHandler::privateObject() const
-{
-    return d.get();
 }
 
 void KLumoIpcHandler::setExpiryInterval(int ms)

@@ -39,7 +39,7 @@ public:
     // LUMOIPC_CALL_EXPIRY_MS (milliseconds) overrides it for handlers made later.
     static constexpr int DefaultExpiryMs = 16000;
 
-    // @p owner becomes the QObject parent. @p client sends through @p transport,
+    // @p owner, the proxy, becomes the QObject parent. @p client sends through @p transport,
     // whose good() tells whether a call can go out now.
     KLumoIpcHandler(QObject *owner, std::shared_ptr<ofx::lumo::KLumoServicesCobClient> client,
                     std::shared_ptr<apache::thrift::async::TAsyncChannel> transport);
@@ -63,9 +63,6 @@ public:
     // Drops the call's result when it comes; the service call itself runs on.
     bool cancelRequest(const QString &requestId);
 
-    // The object whose slots run the calls ("cancelRequest", "asynCall", one per method).
-    QObject *privateObject() const;
-
     // Any thread; takes effect for calls registered afterwards.
     void setExpiryInterval(int ms);
     int expiryInterval() const;
@@ -76,8 +73,8 @@ public:
 private:
     void logFailure(const QString &method) const;
 
+    friend class KLumoIpcHandlerPrivate;
     std::unique_ptr<KLumoIpcHandlerPrivate> const d;
-    QObject *const m_owner;
 };
 
 } // namespace ofx::lumoipc

@@ -1,4 +1,4 @@
-#include "dispatch/klumoipchandlerprivate.h"
+#include "dispatch/klumoipchandler_p.h"
 #include "dispatch/klumoipchandler.h"
 
 #include "support/klumometatypes.h"

@@ -6,7 +6,7 @@
 #include "thriftcodec.h"
 
 #include "dispatch/klumoipchandler.h"
-#include "dispatch/klumoipchandlerprivate.h"
+#include "dispatch/klumoipchandler_p.h"
 #include "ipc/klumotypedcalls.h"
 #include "lumoipccalls.h"
 #include "support/klumometatypes.h"
@@ -154,10 +154,7 @@ struct Rig
         return peer.listen(name) && channel->connectToServer(name) && peer.waitForClient()
             && QTest::qWaitFor([this] { return channel->good(); }, 5000);
     }
-    int pending() const
-    {
-        return static_cast<KLumoIpcHandlerPrivate *>(handler->privateObject())->pendingCount();
-    }
+    int pending() const { return KLumoIpcHandlerPrivate::get(handler.get())->pendingCount(); }
 };
 
 } // namespace

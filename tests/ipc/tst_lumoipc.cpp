@@ -1,7 +1,7 @@
 #include "connection/klumoipclogincheck.h"
 #include "connection/klumoipcproxy.h"
 #include "connection/klumologininfo.h"
-#include "dispatch/klumoipchandler.h"
+#include "dispatch/klumoipchandler_p.h"
 #include "framedpeer.h"
 #include "ipc/klumoipc_p.h"
 #include "ipc/lumoipc.h"
@@ -133,10 +133,11 @@ private Q_SLOTS:
             QVERIFY(peer->listen(proxy->serverName()));
             proxy->on_delayCheckStatus(); // connects now
             QVERIFY(up.wait());
-            KLumoQueuedCall::post(proxy->dispatcher()->privateObject(), [] {
-                while (!QThread::currentThread()->isInterruptionRequested())
-                    QThread::msleep(1);
-            });
+            KLumoQueuedCall::post(ofx::lumoipc::KLumoIpcHandlerPrivate::get(proxy->dispatcher()),
+                                  [] {
+                                      while (!QThread::currentThread()->isInterruptionRequested())
+                                          QThread::msleep(1);
+                                  });
         }
         QStringList sent;
         for (int i = 0; i < 2000; ++i)
