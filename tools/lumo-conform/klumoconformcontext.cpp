@@ -3,6 +3,7 @@
 #include "klumojsonschemaindex.h"
 
 #include <QProcess>
+#include <QThread>
 
 namespace ofx::lumo {
 
@@ -24,13 +25,25 @@ std::unique_ptr<KLumoConformPeer> KLumoConformContext::open(KLumoConformResult &
 
 bool KLumoConformContext::stillServing(KLumoConformResult &r)
 {
-    KLumoConformLink probe;
-    if (probe.connectTo(serverPath(), deadline()))
-        return true;
-    r.fail(QStringLiteral("the service no longer accepts connections: %1").arg(probe.error()));
-    if (probe.failure() == KLumoConformLink::Failure::Error)
-        setGone(QStringLiteral("the service is gone: %1").arg(probe.error()));
-    return false;
+    const jsonschema::Method &probe = KLumoConformPeer::requestMethod("getLoginInfo");
+    const QDeadlineTimer until = deadline();
+    for (;;) {
+        KLumoConformPeer peer(budgetMs());
+        if (!peer.connectTo(serverPath())) {
+            r.fail(QStringLiteral("the service no longer accepts connections: %1")
+                       .arg(peer.link().error()));
+            if (peer.link().failure() == KLumoConformLink::Failure::Error)
+                setGone(QStringLiteral("the service is gone: %1").arg(peer.error()));
+            return false;
+        }
+        const quint32 seq = peer.call(probe);
+        if (seq && peer.await(seq, until))
+            return true;
+        // Reset as it was taken in: a dying service may still accept; look again.
+        if (peer.timedOut() || until.hasExpired())
+            return r.fail(QStringLiteral("a new connection got no reply: %1").arg(peer.error()));
+        QThread::msleep(20);
+    }
 }
 
 void KLumoConformContext::setGone(const QString &why)

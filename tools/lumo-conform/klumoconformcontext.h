@@ -46,8 +46,9 @@ public:
     // A connection for the case @p r runs; null when none can be had (and
     // then @p r failed, or was skipped because the service is gone).
     std::unique_ptr<KLumoConformPeer> open(KLumoConformResult &r);
-    // After a case did something a service may die of: true when a fresh
-    // connection is still accepted; otherwise @p r fails and the service is gone.
+    // After a case did something a service may die of: true when a new
+    // connection is still answered; otherwise @p r fails, and when nothing
+    // listens any more the service is gone.
     bool stillServing(KLumoConformResult &r);
 
     bool gone() const { return !m_goneReason.isEmpty(); }

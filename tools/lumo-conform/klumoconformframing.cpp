@@ -64,7 +64,8 @@ std::optional<KLumoConformFrame> KLumoConformFraming::nextAnswer(KLumoConformCon
     std::optional<KLumoConformFrame> answer;
     peer.readUntil(
         [&](const KLumoConformFrame &f) {
-            if (f.kind != KLumoConformFrame::Notification && !f.notifyMessage)
+            const bool late = f.kind == KLumoConformFrame::Stray && peer.answered(f.header.seqId);
+            if (!f.notifyMessage && !late)
                 answer = f;
             return bool(answer);
         },
@@ -218,8 +219,9 @@ void KLumoConformFraming::pipelined(KLumoConformContext &ctx, KLumoConformResult
         },
         ctx.deadline());
     for (const KLumoConformFrame &f : peer->unexpected())
-        return void(
-            r.fail(QStringLiteral("%1, which no call is waiting for").arg(f.describe()), f.hex()));
+        if (!peer->answered(f.header.seqId)) // a second reply is framing-04's
+            return void(r.fail(QStringLiteral("%1, which no call is waiting for").arg(f.describe()),
+                               f.hex()));
     for (const auto &[seq, f] : replies)
         if (f.name != f.method->name)
             return void(
@@ -266,16 +268,18 @@ void KLumoConformFraming::connections(KLumoConformContext &ctx, KLumoConformResu
 {
     const std::vector<const Method *> calls = twoWayMethods(Connections);
     std::vector<std::unique_ptr<KLumoConformPeer>> peers;
-    r.sent = QStringLiteral("%1 connections, each calling another method under seq 1, all sent "
-                            "before any reply is read")
+    r.sent = QStringLiteral("%1 connections, each answered once; then on each a call of another "
+                            "method under seq 2, all sent before any reply is read")
                  .arg(calls.size());
-    for (const Method *m : calls) {
+    // Every connection is taken in and answered before the calls that matter go out.
+    for (size_t i = 0; i < calls.size(); ++i) {
         peers.push_back(ctx.open(r));
-        if (!peers.back())
+        if (!peers.back() || !probe(ctx, *peers.back(), r, "a first call on a new connection"))
             return;
-        if (!peers.back()->call(*m, KLumoConformPeer::sampleArgs(*m), 1))
-            return void(r.fail(peers.back()->error()));
     }
+    for (size_t i = 0; i < calls.size(); ++i)
+        if (!peers[i]->call(*calls[i], KLumoConformPeer::sampleArgs(*calls[i]), 2))
+            return void(r.fail(peers[i]->error()));
     for (size_t i = 0; i < peers.size(); ++i) {
         const std::optional<KLumoConformFrame> f = nextAnswer(ctx, *peers[i]);
         if (!f)

@@ -257,6 +257,7 @@ std::optional<KLumoConformFrame> KLumoConformPeer::next(QDeadlineTimer deadline)
         const auto p = m_pending.find(f.header.seqId);
         f.latencyMs = double(p->second.sent.nsecsElapsed()) / 1e6;
         m_pending.erase(p);
+        m_answered.insert(f.header.seqId);
     }
     return f;
 }

@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -92,6 +93,8 @@ public:
     const std::vector<KLumoConformFrame> &unexpected() const { return m_unexpected; }
     const std::vector<KLumoConformFrame> &notifications() const { return m_notifications; }
     const QString &error() const { return m_error; }
+    // Whether a reply under @p seqId was read already (a later frame under it is a duplicate).
+    bool answered(quint32 seqId) const { return m_answered.count(seqId) > 0; }
     bool timedOut() const { return m_link.failure() == KLumoConformLink::Failure::Timeout; }
     // Called with every notification frame read on this connection.
     void setNotificationSink(std::function<void(const KLumoConformFrame &)> sink)
@@ -116,6 +119,7 @@ private:
     KLumoConformLink m_link;
     quint32 m_seqId = 0;
     std::map<quint32, Pending> m_pending;
+    std::set<quint32> m_answered;
     std::vector<KLumoConformFrame> m_unexpected;
     std::vector<KLumoConformFrame> m_notifications;
     std::function<void(const KLumoConformFrame &)> m_sink;

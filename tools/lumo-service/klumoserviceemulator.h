@@ -1,5 +1,6 @@
 #pragma once
 
+#include "klumoemulatorfaults.h"
 #include "klumoemulatorscenario.h"
 
 #include <QFile>
@@ -35,6 +36,8 @@ public:
     static QString defaultServerName();
 
     KLumoEmulatorScenario &scenario() { return m_scenario; }
+    // Set before start().
+    KLumoEmulatorFaults &faults() { return m_faults; }
 
     // Takes the exist and main locks, then listens. Fails (with @p error) when
     // another service holds the main lock or the name cannot be listened on.
@@ -92,10 +95,16 @@ private:
     void logRequest(const std::string &method, const KLumoJsonValue &args);
     void logFrame(bool sent, quint32 seqId, const std::string &body);
     void send(QLocalSocket *socket, quint32 seqId, const std::string &body);
+    // A client broke the protocol: its connection is closed (or, under the
+    // exit-on-malformed fault, the process ends).
+    void drop(QLocalSocket *socket, const QString &why);
 
     QLocalServer m_server;
     std::map<QLocalSocket *, Client> m_clients;
     KLumoEmulatorScenario m_scenario;
+    KLumoEmulatorFaults m_faults;
+    QLocalSocket *m_newest = nullptr; // the client that connected last
+    bool m_unlockedLogin = false; // logged in under the login-unlocked fault
     std::unique_ptr<KLumoLockFile> m_existLock;
     std::unique_ptr<KLumoLockFile> m_mainLock;
     std::unique_ptr<KLumoLockFile> m_loginLock;
