@@ -90,11 +90,14 @@ QString KLumoConformFrame::hex(int maxBytes) const
 QString KLumoConformFrame::describe() const
 {
     static const char *const kinds[] = {"reply", "notification", "frame"};
-    QString text = QStringLiteral("%1 seq=%2").arg(QLatin1String(kinds[kind])).arg(header.seqId);
-    if (type > 0)
-        text += QStringLiteral(" %1 %2").arg(QLatin1String(KLumoJsonMessage::typeName(type)),
-                                             QString::fromStdString(name));
-    return text + QStringLiteral(", %1 bytes").arg(qint64(bodyLength) + frame::HeaderSize);
+    const QString size = QStringLiteral("%1 bytes").arg(qint64(bodyLength) + frame::HeaderSize);
+    return QStringLiteral("%1 seq=%2 [%3]")
+        .arg(QLatin1String(kinds[kind]))
+        .arg(header.seqId)
+        .arg(type > 0 ? QStringLiteral("%1 %2, %3")
+                            .arg(QString::fromStdString(name),
+                                 QLatin1String(KLumoJsonMessage::typeName(type)), size)
+                      : size);
 }
 
 const Method &KLumoConformPeer::requestMethod(const char *name)

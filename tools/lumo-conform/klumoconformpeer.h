@@ -39,7 +39,7 @@ struct KLumoConformFrame
     double latencyMs = 0; // replies: from the end of the request to the end of the reply
 
     QString hex(int maxBytes = 48) const;
-    QString describe() const; // "reply seq=5 createFolder (88 bytes)"
+    QString describe() const; // "reply seq=5 [createFolder reply, 88 bytes]"
 };
 
 /**
