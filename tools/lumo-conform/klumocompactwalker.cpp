@@ -150,42 +150,33 @@ bool KLumoCompactWalker::message(std::string *name, int *type, int32_t *seqId)
     return m_source.take(name->data(), length) || depart(m_source.error());
 }
 
-bool KLumoCompactWalker::fieldHeader(int *compact, int16_t *id, int16_t *last)
+bool KLumoCompactWalker::eachField(const std::function<bool(int compact, int16_t id)> &field)
 {
-    uint8_t header;
-    if (!readByte(&header))
-        return false;
-    *compact = header & 0x0f;
-    if (header == Stop)
-        return true;
-    if (header >> 4) {
-        *id = int16_t(*last + (header >> 4));
-    } else {
-        uint64_t zigzag;
-        if (!varint(&zigzag, 10))
+    int16_t last = 0;
+    for (;;) {
+        uint8_t header;
+        if (!readByte(&header))
             return false;
-        *id = int16_t(uint32_t(zigzag >> 1) ^ -uint32_t(zigzag & 1));
+        if (header == Stop)
+            return true;
+        int16_t id = int16_t(last + (header >> 4));
+        if (!(header >> 4)) {
+            uint64_t zigzag;
+            if (!varint(&zigzag, 10))
+                return false;
+            id = int16_t(uint32_t(zigzag >> 1) ^ -uint32_t(zigzag & 1));
+        }
+        last = id;
+        if (!field(header & 0x0f, id))
+            return false;
     }
-    *last = *id;
-    return true;
 }
 
 bool KLumoCompactWalker::result(const Method &method)
 {
     const bool isVoid = types[method.result].kind == Kind::Void;
     bool seen = false;
-    int16_t last = 0;
-    for (;;) {
-        int compact;
-        int16_t id;
-        if (!fieldHeader(&compact, &id, &last))
-            return false;
-        if (compact == Stop && (isVoid || seen))
-            return true;
-        if (compact == Stop)
-            return depart(std::string("the result lacks its value (field 0), which the library "
-                                      "reports as \"")
-                          + method.name + " failed: unknown result\"");
+    const bool read = eachField([&](int compact, int16_t id) {
         if (id != 0 || isVoid)
             return depart("field id " + std::to_string(id) + " in the result of " + method.name
                           + ", which declares " + (isVoid ? "no value" : "only field 0"));
@@ -195,8 +186,13 @@ bool KLumoCompactWalker::result(const Method &method)
         if (!value(method.result, compact, true))
             return false;
         m_path.pop_back();
-        seen = true;
-    }
+        return seen = true;
+    });
+    if (read && !isVoid && !seen)
+        return depart(std::string("the result lacks its value (field 0), which the library "
+                                  "reports as \"")
+                      + method.name + " failed: unknown result\"");
+    return read;
 }
 
 bool KLumoCompactWalker::arguments(const Method &method)
@@ -206,37 +202,22 @@ bool KLumoCompactWalker::arguments(const Method &method)
 
 bool KLumoCompactWalker::exception()
 {
-    int16_t last = 0;
-    for (;;) {
-        int compact;
-        int16_t id;
-        if (!fieldHeader(&compact, &id, &last))
-            return false;
-        if (compact == Stop)
-            return true;
+    return eachField([this](int compact, int16_t id) {
         const int want = id == 1 ? Binary : id == 2 ? I32 : -1;
         if (compact != want)
             return depart("field " + std::to_string(id) + " of an application exception is a "
                           + compactName(compact) + " (it has 1: string message, 2: i32 type)");
         uint64_t type;
         uint32_t length;
-        if (want == I32 ? !varint(&type, 10) : !size(&length) || !skipBytes(length, "message"))
-            return false;
-    }
+        return want == I32 ? varint(&type, 10) : size(&length) && skipBytes(length, "message");
+    });
 }
 
 bool KLumoCompactWalker::record(const Field *first, int count, const char *name)
 {
     if (++m_depth > MaxDepth)
         return depart("records nested deeper than " + std::to_string(MaxDepth));
-    int16_t last = 0;
-    for (;;) {
-        int compact;
-        int16_t id;
-        if (!fieldHeader(&compact, &id, &last))
-            return false;
-        if (compact == Stop)
-            break;
+    const bool read = eachField([&](int compact, int16_t id) {
         const Field *f = first;
         while (f < first + count && f->id != id)
             ++f;
@@ -249,9 +230,10 @@ bool KLumoCompactWalker::record(const Field *first, int count, const char *name)
         if (!value(f->type, compact, true))
             return false;
         m_path.pop_back();
-    }
+        return true;
+    });
     --m_depth;
-    return true;
+    return read;
 }
 
 bool KLumoCompactWalker::value(int type, int compact, bool inField)

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -59,8 +60,9 @@ private:
 
     // A record made of @p count fields from @p first; @p name for messages.
     bool record(const jsonschema::Field *first, int count, const char *name);
-    // A field header; *compact is 0 (stop) at the end of the record.
-    bool fieldHeader(int *compact, int16_t *id, int16_t *last);
+    // Reads a record's field headers up to its stop, calling @p field with
+    // each one's wire type and id; @p field reads the value.
+    bool eachField(const std::function<bool(int compact, int16_t id)> &field);
     // One value of @p type whose wire type @p compact was checked; a bool
     // field carries its value in its header, a bool element in a byte.
     bool value(int type, int compact, bool inField);

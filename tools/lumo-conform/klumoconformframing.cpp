@@ -73,6 +73,24 @@ std::optional<KLumoConformFrame> KLumoConformFraming::nextAnswer(KLumoConformCon
     return answer;
 }
 
+bool KLumoConformFraming::answeredUnder(KLumoConformContext &ctx, KLumoConformPeer &peer,
+                                        KLumoConformResult &r, quint32 seqId)
+{
+    if (!peer.call(probeMethod(), KLumoJsonValue::object(), seqId))
+        return r.fail(peer.error());
+    const std::optional<KLumoConformFrame> f = nextAnswer(ctx, peer);
+    if (!f)
+        return r.fail(QStringLiteral("nothing came back to the call under seq %1: %2")
+                          .arg(seqId)
+                          .arg(peer.error()));
+    if (f->header.seqId != seqId)
+        return r.fail(QStringLiteral("the call under seq %1 was answered under seq %2")
+                          .arg(seqId)
+                          .arg(f->header.seqId),
+                      f->hex());
+    return true;
+}
+
 void KLumoConformFraming::magic(KLumoConformContext &ctx, KLumoConformResult &r)
 {
     std::unique_ptr<KLumoConformPeer> peer = ctx.open(r);
@@ -109,21 +127,8 @@ void KLumoConformFraming::length(KLumoConformContext &ctx, KLumoConformResult &r
 void KLumoConformFraming::replySeq(KLumoConformContext &ctx, KLumoConformResult &r)
 {
     std::unique_ptr<KLumoConformPeer> peer = ctx.open(r);
-    for (quint32 seq = 1; peer && seq <= Probes; ++seq) {
-        if (!peer->call(probeMethod(), KLumoJsonValue::object(), seq))
-            return void(r.fail(peer->error()));
-        r.sent = QStringLiteral("getLoginInfo calls under seq 1 to %1, one at a time").arg(Probes);
-        const std::optional<KLumoConformFrame> f = nextAnswer(ctx, *peer);
-        if (!f)
-            return void(r.fail(QStringLiteral("nothing came back to the call under seq %1: %2")
-                                   .arg(seq)
-                                   .arg(peer->error())));
-        if (f->header.seqId != seq)
-            return void(r.fail(QStringLiteral("the call under seq %1 was answered under seq %2")
-                                   .arg(seq)
-                                   .arg(f->header.seqId),
-                               f->hex()));
-    }
+    r.sent = QStringLiteral("getLoginInfo calls under seq 1 to %1, one at a time").arg(Probes);
+    for (quint32 seq = 1; peer && seq <= Probes && answeredUnder(ctx, *peer, r, seq); ++seq) { }
 }
 
 void KLumoConformFraming::singleReply(KLumoConformContext &ctx, KLumoConformResult &r)
@@ -246,22 +251,7 @@ void KLumoConformFraming::highSeq(KLumoConformContext &ctx, KLumoConformResult &
     std::unique_ptr<KLumoConformPeer> peer = ctx.open(r);
     r.sent = QStringLiteral("getLoginInfo calls under seq 2147483647, 2147483648, 4294967294, "
                             "4294967295, then 1, one at a time");
-    for (const quint32 seq : ids) {
-        if (!peer)
-            return;
-        if (!peer->call(probeMethod(), KLumoJsonValue::object(), seq))
-            return void(r.fail(peer->error()));
-        const std::optional<KLumoConformFrame> f = nextAnswer(ctx, *peer);
-        if (!f)
-            return void(r.fail(QStringLiteral("nothing came back to the call under seq %1: %2")
-                                   .arg(seq)
-                                   .arg(peer->error())));
-        if (f->header.seqId != seq)
-            return void(r.fail(QStringLiteral("the call under seq %1 was answered under seq %2")
-                                   .arg(seq)
-                                   .arg(f->header.seqId),
-                               f->hex()));
-    }
+    for (size_t i = 0; peer && i < std::size(ids) && answeredUnder(ctx, *peer, r, ids[i]); ++i) { }
 }
 
 void KLumoConformFraming::connections(KLumoConformContext &ctx, KLumoConformResult &r)

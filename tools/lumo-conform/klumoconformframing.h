@@ -39,6 +39,9 @@ private:
     // came instead); empty on timeout.
     static std::optional<KLumoConformFrame> nextAnswer(KLumoConformContext &ctx,
                                                        KLumoConformPeer &peer);
+    // A getLoginInfo call under @p seqId, answered under that id; false with @p r failed.
+    static bool answeredUnder(KLumoConformContext &ctx, KLumoConformPeer &peer,
+                              KLumoConformResult &r, quint32 seqId);
 };
 
 } // namespace ofx::lumo
