@@ -14,7 +14,10 @@ std::unique_ptr<KLumoConformPeer> KLumoConformContext::open(KLumoConformResult &
         return nullptr;
     }
     auto peer = std::make_unique<KLumoConformPeer>(budgetMs());
-    peer->setNotificationSink([this](const KLumoConformFrame &f) { m_notifications.push_back(f); });
+    peer->setNotificationSink([this](const KLumoConformFrame &f) {
+        m_notifications.push_back(f);
+        m_notifications.back().body.clear(); // judged already; a chatty service must not add up
+    });
     if (peer->connectTo(serverPath()))
         return peer;
     r.fail(peer->error());
