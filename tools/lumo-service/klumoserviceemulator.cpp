@@ -23,8 +23,6 @@ namespace ofx::lumo {
 
 namespace {
 
-const char RequestService[] = "KLumoServices";
-const char NotifyService[] = "KLumoNotifyServices";
 // A frame announcing more than this is treated as garbage rather than buffered.
 constexpr quint32 MaxFrame = 256u << 20;
 
@@ -74,29 +72,14 @@ bool KLumoServiceEmulator::start(const QString &serverName, QString *error)
     return true;
 }
 
-namespace {
-
-bool openLog(QFile *file, const QString &path, const char *what, QString *error)
-{
-    file->setFileName(path);
-    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
-        *error = QStringLiteral("cannot write the %1 log %2: %3")
-                     .arg(QLatin1String(what), path, file->errorString());
-        return false;
-    }
-    return true;
-}
-
-} // namespace
-
 bool KLumoServiceEmulator::setRequestLog(const QString &path, QString *error)
 {
-    return openLog(&m_requestLog, path, "request", error);
+    return m_log.openRequests(path, error);
 }
 
 bool KLumoServiceEmulator::setFrameLog(const QString &path, QString *error)
 {
-    return openLog(&m_frameLog, path, "frame", error);
+    return m_log.openFrames(path, error);
 }
 
 bool KLumoServiceEmulator::login(const KLumoJsonValue *profile, std::string *error)
@@ -250,7 +233,7 @@ void KLumoServiceEmulator::onReadyRead(QLocalSocket *socket)
             break;
         const std::string body(buf.constData() + pos + frame::HeaderSize, h.bodyLength());
         pos += int(h.total);
-        logFrame(false, h.seqId, body);
+        m_log.frame(false, h.seqId, body);
         it->second.lastSeqId = h.seqId;
         handleFrame(socket, h.seqId, body);
         if (!m_clients.count(socket))
@@ -271,13 +254,13 @@ void KLumoServiceEmulator::handleFrame(QLocalSocket *socket, quint32 seqId, cons
         // The arguments matter only to the request log and to the generic
         // route (whose name picks the behaviour); otherwise skip decoding them.
         const bool generic = body.find("asynCall") != std::string::npos;
-        call = KLumoJsonMessage::decodeCall(RequestService, body, m_requestLog.isOpen() || generic);
+        call = KLumoJsonMessage::decodeCall(RequestService, body, m_log.logsRequests() || generic);
     } catch (const std::exception &e) {
         return drop(socket,
                     QStringLiteral("undecodable request (%1)").arg(QString::fromUtf8(e.what())));
     }
     ++m_requests;
-    logRequest(call.name, call.args);
+    m_log.request(call.name, call.args);
     if (m_faults.has(KLumoEmulatorFaults::NoReply))
         return;
     if (call.type == apache::thrift::protocol::T_ONEWAY || (call.method && call.method->oneway)) {
@@ -366,45 +349,9 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
     }
 }
 
-void KLumoServiceEmulator::logRequest(const std::string &method, const KLumoJsonValue &args)
-{
-    if (!m_requestLog.isOpen())
-        return;
-    KLumoJsonValue line = KLumoJsonValue::object();
-    line.insert("method", method);
-    line.insert("args", args.isNull() ? KLumoJsonValue::object() : args);
-    const std::string text = line.serialize() + "\n";
-    m_requestLog.write(text.data(), qint64(text.size()));
-    m_requestLog.flush();
-}
-
-void KLumoServiceEmulator::logFrame(bool sent, quint32 seqId, const std::string &body)
-{
-    if (!m_frameLog.isOpen())
-        return;
-    KLumoJsonValue line = KLumoJsonValue::object();
-    line.insert("frame", sent ? "sent" : "received");
-    line.insert("seq", int64_t(seqId));
-    line.insert("bytes", int64_t(body.size() + frame::HeaderSize));
-    const bool reply = sent && seqId != 0;
-    try {
-        const KLumoJsonMessage::Call call = KLumoJsonMessage::decodeCall(
-            sent && seqId == 0 ? NotifyService : RequestService, body, !reply);
-        line.insert("method", call.name);
-        line.insert("type", KLumoJsonMessage::typeName(call.type));
-        if (!reply && call.method)
-            line.insert("args", call.args);
-    } catch (const std::exception &e) {
-        line.insert("error", e.what());
-    }
-    const std::string text = line.serialize() + "\n";
-    m_frameLog.write(text.data(), qint64(text.size()));
-    m_frameLog.flush();
-}
-
 void KLumoServiceEmulator::send(QLocalSocket *socket, quint32 seqId, const std::string &body)
 {
-    logFrame(true, seqId, body);
+    m_log.frame(true, seqId, body);
     char header[frame::HeaderSize];
     frame::writeHeader(header, quint32(body.size()), seqId);
     if (seqId && m_faults.has(KLumoEmulatorFaults::BadMagic))

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "klumoemulatorfaults.h"
+#include "klumoemulatorlog.h"
 #include "klumoemulatorscenario.h"
 
-#include <QFile>
 #include <QLocalServer>
 #include <QObject>
 #include <QPointer>
@@ -29,6 +29,10 @@ class KLumoServiceEmulator : public QObject
 {
     Q_OBJECT
 public:
+    // The interface's two services: the one it serves and the one it pushes.
+    static constexpr const char *RequestService = "KLumoServices";
+    static constexpr const char *NotifyService = "KLumoNotifyServices";
+
     explicit KLumoServiceEmulator(QObject *parent = nullptr);
     ~KLumoServiceEmulator() override;
 
@@ -92,8 +96,6 @@ private:
     // The reply message for a call, or empty when none is to be sent.
     std::string answer(const std::string &method, const KLumoJsonValue &args, int32_t seqId,
                        int *delayMs);
-    void logRequest(const std::string &method, const KLumoJsonValue &args);
-    void logFrame(bool sent, quint32 seqId, const std::string &body);
     void send(QLocalSocket *socket, quint32 seqId, const std::string &body);
     // A client broke the protocol: its connection is closed (or, under the
     // exit-on-malformed fault, the process ends).
@@ -108,8 +110,7 @@ private:
     std::unique_ptr<KLumoLockFile> m_existLock;
     std::unique_ptr<KLumoLockFile> m_mainLock;
     std::unique_ptr<KLumoLockFile> m_loginLock;
-    QFile m_requestLog;
-    QFile m_frameLog;
+    KLumoEmulatorLog m_log;
     quint64 m_requests = 0;
     bool m_stopped = false;
     bool m_stalled = false;
