@@ -25,6 +25,10 @@ public:
     // dataRoot()/userdata/<userId or "AllUsers">, created with its parents.
     static QString userDataPath(const QString &userId);
 
+    // The local server name the library connects to: "_Thrift_Lumo_IPC_", the
+    // login name of the real user id, then that id in decimal.
+    static QString localServerName();
+
     // The platform check of the auto-login decision: 0 when a service could be
     // started from here, non-zero otherwise (1: no service executable).
     static int checkServicePlatform();

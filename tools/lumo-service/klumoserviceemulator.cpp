@@ -4,8 +4,8 @@
 #include "klumojsonmessage.h"
 
 #include "connection/klumolockfile.h"
+#include "support/klumopaths.h"
 #include "transport/klumoframe.h"
-#include "transport/kxlocalservernames.h"
 
 #include <thrift/TApplicationException.h>
 
@@ -13,7 +13,7 @@
 #include <QTimer>
 
 #include <cstdio>
-#include <pwd.h>
+#include <cstring>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -23,8 +23,6 @@ namespace ofx::lumo {
 
 namespace {
 
-const char RequestService[] = "KLumoServices";
-const char NotifyService[] = "KLumoNotifyServices";
 // A frame announcing more than this is treated as garbage rather than buffered.
 constexpr quint32 MaxFrame = 256u << 20;
 
@@ -48,13 +46,7 @@ KLumoServiceEmulator::~KLumoServiceEmulator()
 
 QString KLumoServiceEmulator::defaultServerName()
 {
-    QString login;
-    std::vector<char> buf(16384);
-    passwd pw;
-    passwd *result = nullptr;
-    if (::getpwuid_r(::getuid(), &pw, buf.data(), buf.size(), &result) == 0 && result)
-        login = QString::fromLocal8Bit(result->pw_name);
-    return QLatin1String(servername::Ipc) + login + QString::number(::getuid());
+    return KLumoPaths::localServerName();
 }
 
 bool KLumoServiceEmulator::start(const QString &serverName, QString *error)
@@ -62,14 +54,16 @@ bool KLumoServiceEmulator::start(const QString &serverName, QString *error)
     m_existLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::ExistKey));
     m_mainLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::MainKey));
     m_existLock->tryLock(); // several processes may "exist"; only the main lock excludes
-    if (!m_mainLock->tryLock()) {
+    if (!m_faults.has(KLumoEmulatorFaults::NoMainLock) && !m_mainLock->tryLock()) {
         *error = QStringLiteral("another service holds the main lock (%1)")
                      .arg(KLumoLockFile::path(QLatin1String(KLumoLockFile::MainKey)));
         return false;
     }
     // Holding the main lock, any socket file left under our name is stale.
     QLocalServer::removeServer(serverName);
-    m_server.setSocketOptions(QLocalServer::UserAccessOption);
+    m_server.setSocketOptions(m_faults.has(KLumoEmulatorFaults::OpenSocket)
+                                  ? QLocalServer::WorldAccessOption
+                                  : QLocalServer::UserAccessOption);
     if (!m_server.listen(serverName)) {
         *error = QStringLiteral("cannot listen on %1: %2").arg(serverName, m_server.errorString());
         m_mainLock->release();
@@ -78,35 +72,24 @@ bool KLumoServiceEmulator::start(const QString &serverName, QString *error)
     return true;
 }
 
-namespace {
-
-bool openLog(QFile *file, const QString &path, const char *what, QString *error)
-{
-    file->setFileName(path);
-    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
-        *error = QStringLiteral("cannot write the %1 log %2: %3")
-                     .arg(QLatin1String(what), path, file->errorString());
-        return false;
-    }
-    return true;
-}
-
-} // namespace
-
 bool KLumoServiceEmulator::setRequestLog(const QString &path, QString *error)
 {
-    return openLog(&m_requestLog, path, "request", error);
+    return m_log.openRequests(path, error);
 }
 
 bool KLumoServiceEmulator::setFrameLog(const QString &path, QString *error)
 {
-    return openLog(&m_frameLog, path, "frame", error);
+    return m_log.openFrames(path, error);
 }
 
 bool KLumoServiceEmulator::login(const KLumoJsonValue *profile, std::string *error)
 {
     if (profile && !m_scenario.setProfile(*profile, error))
         return false;
+    if (m_faults.has(KLumoEmulatorFaults::LoginUnlocked)) {
+        m_unlockedLogin = true;
+        return true;
+    }
     if (!m_loginLock)
         m_loginLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::LoginStatusKey));
     if (!m_loginLock->isLocked() && !m_loginLock->tryLock()) {
@@ -118,13 +101,14 @@ bool KLumoServiceEmulator::login(const KLumoJsonValue *profile, std::string *err
 
 void KLumoServiceEmulator::logout()
 {
+    m_unlockedLogin = false;
     if (m_loginLock)
         m_loginLock->release();
 }
 
 bool KLumoServiceEmulator::isLoggedIn() const
 {
-    return m_loginLock && m_loginLock->isLocked();
+    return m_unlockedLogin || (m_loginLock && m_loginLock->isLocked());
 }
 
 int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &arg,
@@ -145,8 +129,9 @@ int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &ar
         return -1;
     }
     int sent = 0;
+    const bool underRequestId = m_faults.has(KLumoEmulatorFaults::NotifySeq);
     for (auto &c : m_clients) {
-        send(c.first, 0, body);
+        send(c.first, underRequestId ? c.second.lastSeqId : 0, body);
         ++sent;
     }
     return sent;
@@ -213,6 +198,7 @@ void KLumoServiceEmulator::onNewConnection()
 {
     while (QLocalSocket *s = m_server.nextPendingConnection()) {
         m_clients.emplace(s, Client());
+        m_newest = s;
         if (m_stalled)
             s->setReadBufferSize(1);
         connect(s, &QLocalSocket::readyRead, this, [this, s] { onReadyRead(s); });
@@ -222,6 +208,8 @@ void KLumoServiceEmulator::onNewConnection()
 
 void KLumoServiceEmulator::onDisconnected(QLocalSocket *socket)
 {
+    if (m_newest == socket)
+        m_newest = nullptr;
     if (m_clients.erase(socket))
         socket->deleteLater();
 }
@@ -236,24 +224,25 @@ void KLumoServiceEmulator::onReadyRead(QLocalSocket *socket)
     QByteArray &buf = it->second.buffer;
     buf += socket->readAll();
     int pos = 0;
+    int handled = 0;
     while (buf.size() - pos >= int(frame::HeaderSize)) {
         const frame::Header h = frame::readHeader(buf.constData() + pos);
-        if (!h.hasMagic() || h.total < frame::HeaderSize || h.total > MaxFrame) {
-            note(QStringLiteral("malformed frame from a client; closing its connection"));
-            m_clients.erase(it);
-            socket->abort();
-            socket->deleteLater();
-            return;
-        }
+        if (!h.hasMagic() || h.total < frame::HeaderSize || h.total > MaxFrame)
+            return drop(socket, QStringLiteral("malformed frame from a client"));
         if (quint32(buf.size() - pos) < h.total)
             break;
         const std::string body(buf.constData() + pos + frame::HeaderSize, h.bodyLength());
         pos += int(h.total);
-        logFrame(false, h.seqId, body);
+        m_log.frame(false, h.seqId, body);
         it->second.lastSeqId = h.seqId;
         handleFrame(socket, h.seqId, body);
         if (!m_clients.count(socket))
             return;
+        if (m_faults.has(KLumoEmulatorFaults::DropPipelined)
+            && ++handled == KLumoEmulatorFaults::FramesPerRead) {
+            buf.clear();
+            return;
+        }
     }
     buf.remove(0, pos);
 }
@@ -265,19 +254,20 @@ void KLumoServiceEmulator::handleFrame(QLocalSocket *socket, quint32 seqId, cons
         // The arguments matter only to the request log and to the generic
         // route (whose name picks the behaviour); otherwise skip decoding them.
         const bool generic = body.find("asynCall") != std::string::npos;
-        call = KLumoJsonMessage::decodeCall(RequestService, body, m_requestLog.isOpen() || generic);
+        call = KLumoJsonMessage::decodeCall(RequestService, body, m_log.logsRequests() || generic);
     } catch (const std::exception &e) {
-        note(QStringLiteral("undecodable request (%1); closing the connection")
-                 .arg(QString::fromUtf8(e.what())));
-        m_clients.erase(socket);
-        socket->abort();
-        socket->deleteLater();
-        return;
+        return drop(socket,
+                    QStringLiteral("undecodable request (%1)").arg(QString::fromUtf8(e.what())));
     }
     ++m_requests;
-    logRequest(call.name, call.args);
-    if (call.type == apache::thrift::protocol::T_ONEWAY || (call.method && call.method->oneway))
+    m_log.request(call.name, call.args);
+    if (m_faults.has(KLumoEmulatorFaults::NoReply))
         return;
+    if (call.type == apache::thrift::protocol::T_ONEWAY || (call.method && call.method->oneway)) {
+        if (call.method && m_faults.has(KLumoEmulatorFaults::ReplyOneway))
+            send(socket, seqId, KLumoJsonMessage::encodeReply(*call.method, {}, call.seqId));
+        return;
+    }
     std::string reply;
     int delayMs = 0;
     if (!call.method) {
@@ -290,13 +280,20 @@ void KLumoServiceEmulator::handleFrame(QLocalSocket *socket, quint32 seqId, cons
     }
     if (reply.empty())
         return;
+    if (m_faults.has(KLumoEmulatorFaults::LatestClient) && m_newest)
+        socket = m_newest;
+    seqId = m_faults.replySeqId(seqId);
+    const int copies = m_faults.has(KLumoEmulatorFaults::DoubleReply) ? 2 : 1;
+    if (m_faults.has(KLumoEmulatorFaults::Slow))
+        delayMs = qMax(delayMs, KLumoEmulatorFaults::SlowMs);
     if (delayMs <= 0) {
-        send(socket, seqId, reply);
+        for (int i = 0; i < copies; ++i)
+            send(socket, seqId, reply);
         return;
     }
     QPointer<QLocalSocket> guard(socket);
-    QTimer::singleShot(delayMs, this, [this, guard, seqId, reply] {
-        if (guard && m_clients.count(guard.data()))
+    QTimer::singleShot(delayMs, this, [this, guard, seqId, reply, copies] {
+        for (int i = 0; guard && m_clients.count(guard.data()) && i < copies; ++i)
             send(guard.data(), seqId, reply);
     });
 }
@@ -338,6 +335,9 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
         built = KLumoJsonValue::object();
         built.insert("method", generic);
         built.insert("result", "ok");
+    } else if (m_faults.has(KLumoEmulatorFaults::WrongResult)
+               && jsonschema::types[m->result].kind == jsonschema::Kind::Struct) {
+        return KLumoEmulatorFaults::wrongResult(*m, seqId);
     } else {
         built = KLumoJsonCodec::defaultValue(m->result);
     }
@@ -349,47 +349,13 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
     }
 }
 
-void KLumoServiceEmulator::logRequest(const std::string &method, const KLumoJsonValue &args)
-{
-    if (!m_requestLog.isOpen())
-        return;
-    KLumoJsonValue line = KLumoJsonValue::object();
-    line.insert("method", method);
-    line.insert("args", args.isNull() ? KLumoJsonValue::object() : args);
-    const std::string text = line.serialize() + "\n";
-    m_requestLog.write(text.data(), qint64(text.size()));
-    m_requestLog.flush();
-}
-
-void KLumoServiceEmulator::logFrame(bool sent, quint32 seqId, const std::string &body)
-{
-    if (!m_frameLog.isOpen())
-        return;
-    KLumoJsonValue line = KLumoJsonValue::object();
-    line.insert("frame", sent ? "sent" : "received");
-    line.insert("seq", int64_t(seqId));
-    line.insert("bytes", int64_t(body.size() + frame::HeaderSize));
-    const bool reply = sent && seqId != 0;
-    try {
-        const KLumoJsonMessage::Call call = KLumoJsonMessage::decodeCall(
-            sent && seqId == 0 ? NotifyService : RequestService, body, !reply);
-        line.insert("method", call.name);
-        line.insert("type", KLumoJsonMessage::typeName(call.type));
-        if (!reply && call.method)
-            line.insert("args", call.args);
-    } catch (const std::exception &e) {
-        line.insert("error", e.what());
-    }
-    const std::string text = line.serialize() + "\n";
-    m_frameLog.write(text.data(), qint64(text.size()));
-    m_frameLog.flush();
-}
-
 void KLumoServiceEmulator::send(QLocalSocket *socket, quint32 seqId, const std::string &body)
 {
-    logFrame(true, seqId, body);
+    m_log.frame(true, seqId, body);
     char header[frame::HeaderSize];
     frame::writeHeader(header, quint32(body.size()), seqId);
+    if (seqId && m_faults.has(KLumoEmulatorFaults::BadMagic))
+        std::memcpy(header, "LUMO", 4);
     size_t sent = 0;
     if (socket->bytesToWrite() == 0) {
         // Nothing queued ahead of it: straight to the kernel, without a copy
@@ -411,6 +377,20 @@ void KLumoServiceEmulator::send(QLocalSocket *socket, quint32 seqId, const std::
     const size_t bodySent = sent - sizeof header;
     if (bodySent < body.size())
         socket->write(body.data() + bodySent, qint64(body.size() - bodySent));
+}
+
+void KLumoServiceEmulator::drop(QLocalSocket *socket, const QString &why)
+{
+    if (m_faults.has(KLumoEmulatorFaults::ExitOnMalformed)) {
+        note(why + QStringLiteral("; exiting"));
+        ::_exit(1);
+    }
+    note(why + QStringLiteral("; closing its connection"));
+    m_clients.erase(socket);
+    if (m_newest == socket)
+        m_newest = nullptr;
+    socket->abort();
+    socket->deleteLater();
 }
 
 } // namespace ofx::lumo

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "klumoemulatorfaults.h"
+#include "klumoemulatorlog.h"
 #include "klumoemulatorscenario.h"
 
-#include <QFile>
 #include <QLocalServer>
 #include <QObject>
 #include <QPointer>
@@ -28,6 +29,10 @@ class KLumoServiceEmulator : public QObject
 {
     Q_OBJECT
 public:
+    // The interface's two services: the one it serves and the one it pushes.
+    static constexpr const char *RequestService = "KLumoServices";
+    static constexpr const char *NotifyService = "KLumoNotifyServices";
+
     explicit KLumoServiceEmulator(QObject *parent = nullptr);
     ~KLumoServiceEmulator() override;
 
@@ -35,6 +40,8 @@ public:
     static QString defaultServerName();
 
     KLumoEmulatorScenario &scenario() { return m_scenario; }
+    // Set before start().
+    KLumoEmulatorFaults &faults() { return m_faults; }
 
     // Takes the exist and main locks, then listens. Fails (with @p error) when
     // another service holds the main lock or the name cannot be listened on.
@@ -89,18 +96,21 @@ private:
     // The reply message for a call, or empty when none is to be sent.
     std::string answer(const std::string &method, const KLumoJsonValue &args, int32_t seqId,
                        int *delayMs);
-    void logRequest(const std::string &method, const KLumoJsonValue &args);
-    void logFrame(bool sent, quint32 seqId, const std::string &body);
     void send(QLocalSocket *socket, quint32 seqId, const std::string &body);
+    // A client broke the protocol: its connection is closed (or, under the
+    // exit-on-malformed fault, the process ends).
+    void drop(QLocalSocket *socket, const QString &why);
 
     QLocalServer m_server;
     std::map<QLocalSocket *, Client> m_clients;
     KLumoEmulatorScenario m_scenario;
+    KLumoEmulatorFaults m_faults;
+    QLocalSocket *m_newest = nullptr; // the client that connected last
+    bool m_unlockedLogin = false; // logged in under the login-unlocked fault
     std::unique_ptr<KLumoLockFile> m_existLock;
     std::unique_ptr<KLumoLockFile> m_mainLock;
     std::unique_ptr<KLumoLockFile> m_loginLock;
-    QFile m_requestLog;
-    QFile m_frameLog;
+    KLumoEmulatorLog m_log;
     quint64 m_requests = 0;
     bool m_stopped = false;
     bool m_stalled = false;

@@ -29,6 +29,7 @@ const char Usage[] =
     "  --request-log FILE   append every request received as a JSON line\n"
     "  --frame-log FILE     append every frame received and sent as a JSON line\n"
     "  --server-name NAME   listen on NAME instead of the name the library forms\n"
+    "  --fault NAME[,NAME]  depart from the protocol on purpose (repeatable; below)\n"
     "  --autologin, autologin  log the profile's user in at start\n"
     "  -h, --help           show this help\n"
     "Arguments beginning with '/' are the launcher's and are accepted as given.\n"
@@ -44,7 +45,9 @@ const char Usage[] =
     "  stall [on|off]                  stop (or resume) reading from clients\n"
     "  raw HEX                         send unframed bytes to every client\n"
     "  cut                             close every client's connection mid-frame\n"
-    "  stop                            stop the service\n";
+    "  stop                            stop the service\n"
+    "\n"
+    "Faults (--fault), each a deliberate departure for testing conformance checks:\n";
 
 int usageError(const char *message)
 {
@@ -151,6 +154,7 @@ int main(int argc, char *argv[])
     }
     if (args.contains(QStringLiteral("-h")) || args.contains(QStringLiteral("--help"))) {
         std::fputs(Usage, stdout);
+        std::fputs(qPrintable(KLumoEmulatorFaults::help()), stdout);
         return 0;
     }
     if (!args.isEmpty() && args.at(0) == QLatin1String("ctl"))
@@ -158,6 +162,8 @@ int main(int argc, char *argv[])
 
     QString scenarioFile, requestLog, frameLog;
     bool autologin = false;
+    KLumoServiceEmulator emulator;
+    QString qerror;
     for (int i = 0; i < args.size(); ++i) {
         const QString &a = args.at(i);
         if (a == QLatin1String("--scenario") || a == QLatin1String("--request-log")
@@ -167,6 +173,11 @@ int main(int argc, char *argv[])
             (a == QLatin1String("--scenario")          ? scenarioFile
                  : a == QLatin1String("--request-log") ? requestLog
                                                        : frameLog) = args.at(++i);
+        } else if (a == QLatin1String("--fault")) {
+            if (i + 1 >= args.size())
+                return usageError("--fault needs a name");
+            if (!emulator.faults().add(args.at(++i), &qerror))
+                return usageError(qPrintable(qerror));
         } else if (a == QLatin1String("autologin") || a == QLatin1String("--autologin")) {
             autologin = true;
         } else if (a.startsWith(QLatin1Char('/'))) {
@@ -176,14 +187,12 @@ int main(int argc, char *argv[])
         }
     }
 
-    KLumoServiceEmulator emulator;
     std::string error;
     if (!scenarioFile.isEmpty()
         && !emulator.scenario().loadFile(scenarioFile.toStdString(), &error)) {
         std::fprintf(stderr, "lumo-service: %s\n", error.c_str());
         return 2;
     }
-    QString qerror;
     if ((!requestLog.isEmpty() && !emulator.setRequestLog(requestLog, &qerror))
         || (!frameLog.isEmpty() && !emulator.setFrameLog(frameLog, &qerror))) {
         std::fprintf(stderr, "lumo-service: %s\n", qPrintable(qerror));

@@ -1,0 +1,130 @@
+#pragma once
+
+#include "klumoconformlink.h"
+#include "klumojsonschema.h"
+#include "klumojsonvalue.h"
+
+#include "transport/klumoframe.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace ofx::lumo {
+
+// One frame as it came from the service, checked against what it claims to be.
+struct KLumoConformFrame
+{
+    enum Kind { Reply, Notification, Stray };
+
+    frame::Header header = {};
+    Kind kind = Stray;
+    QByteArray head; // the header and the first bytes of the body, for a hex excerpt
+    QByteArray body; // the whole body when it is small, else empty
+    quint32 bodyLength = 0;
+    std::string name; // the Thrift message's method name
+    int type = -1; // its message type (1 call, 2 reply, 3 exception, 4 oneway); -1: unread
+    // The called method (replies) or the notification named (null: unknown).
+    const jsonschema::Method *method = nullptr;
+    bool notifyMessage = false; // a call of the notification service, whatever its id
+    std::string departure; // the first departure from the declared shape; empty: conforms
+    qint64 trailing = 0; // body bytes after the message
+    bool overran = false; // the message runs past the frame's length
+    double latencyMs = 0; // replies: from the end of the request to the end of the reply
+
+    QString hex(int maxBytes = 48) const;
+    QString describe() const; // "reply seq=5 [createFolder reply, 88 bytes]"
+};
+
+/**
+ * The kit's side of one connection: sends calls in frames of its own making
+ * (never through the library's dispatcher, so that sequence ids and extra
+ * frames stay visible), reads every frame that comes back, and sorts each
+ * into a reply to a pending call (matched by sequence id alone, as the
+ * library does), a notification (id 0) or a stray frame. Each body is checked
+ * against the interface as it streams past; only small bodies are kept.
+ *
+ * Single-threaded; one object per connection.
+ */
+class KLumoConformPeer
+{
+public:
+    static constexpr quint32 KeepBodyBytes = 1 << 20;
+
+    explicit KLumoConformPeer(int budgetMs)
+        : m_budgetMs(budgetMs)
+    { }
+
+    bool connectTo(const QString &path);
+    void close() { m_link.close(); }
+    KLumoConformLink &link() { return m_link; }
+    QDeadlineTimer deadline() const { return QDeadlineTimer(m_budgetMs); }
+
+    // A call of @p method with @p args under @p seqId (0: the next id). Oneway
+    // methods are not awaited. Returns the id used, 0 when the frame could not be sent.
+    quint32 call(const jsonschema::Method &method, const KLumoJsonValue &args, quint32 seqId = 0);
+    // A call with sample arguments derived from the interface.
+    quint32 call(const jsonschema::Method &method) { return call(method, sampleArgs(method)); }
+    // A frame carrying @p body, as it is; the request stays pending under @p method.
+    bool send(quint32 seqId, const std::string &body, const jsonschema::Method *method);
+    // Calls of @p methods with sample arguments under ids 1, 2, ..., written
+    // in one piece so that the service finds them queued together.
+    bool pipeline(const std::vector<const jsonschema::Method *> &methods);
+
+    // Reads frames until the reply to @p seqId has come; the others are kept
+    // (unexpected(), notifications()). Empty on a timeout or a broken
+    // connection (error() says which).
+    std::optional<KLumoConformFrame> await(quint32 seqId, QDeadlineTimer deadline);
+    // Reads frames until @p done holds for one or the deadline passes.
+    bool readUntil(const std::function<bool(const KLumoConformFrame &)> &done,
+                   QDeadlineTimer deadline);
+    // Reads whatever arrives before @p deadline; false when the connection broke.
+    bool drain(QDeadlineTimer deadline);
+
+    // A call frame and its encoded message as sent last, for reports.
+    const QByteArray &lastSent() const { return m_lastSent; }
+    QString lastSentText() const;
+    const std::vector<KLumoConformFrame> &unexpected() const { return m_unexpected; }
+    const std::vector<KLumoConformFrame> &notifications() const { return m_notifications; }
+    const QString &error() const { return m_error; }
+    // Whether a reply under @p seqId was read already (a later frame under it is a duplicate).
+    bool answered(quint32 seqId) const { return m_answered.count(seqId) > 0; }
+    bool timedOut() const { return m_link.failure() == KLumoConformLink::Failure::Timeout; }
+    // Called with every notification frame read on this connection.
+    void setNotificationSink(std::function<void(const KLumoConformFrame &)> sink)
+    {
+        m_sink = std::move(sink);
+    }
+
+    static KLumoJsonValue sampleArgs(const jsonschema::Method &method);
+    static const jsonschema::Method &requestMethod(const char *name);
+
+private:
+    struct Pending
+    {
+        const jsonschema::Method *method;
+        QElapsedTimer sent;
+    };
+
+    std::optional<KLumoConformFrame> next(QDeadlineTimer deadline);
+    void check(KLumoConformFrame &frame, class KLumoConformBodySource &source);
+
+    int m_budgetMs;
+    KLumoConformLink m_link;
+    quint32 m_seqId = 0;
+    std::map<quint32, Pending> m_pending;
+    std::set<quint32> m_answered;
+    std::vector<KLumoConformFrame> m_unexpected;
+    std::vector<KLumoConformFrame> m_notifications;
+    std::function<void(const KLumoConformFrame &)> m_sink;
+    QByteArray m_lastSent;
+    QString m_error;
+};
+
+} // namespace ofx::lumo
