@@ -237,6 +237,8 @@ void KLumoIpcProxy::on_delayCheckStatus()
     }
     if (KLumoServiceProcess::checkLumoLogined() == d->loginCache.isLogined)
         return;
+    // Both tests again, as the service's clients have always made them: the
+    // connection or the login file may have changed in between. Not redundant.
     if (!d->channel->isConnected()) {
         on_notifyDisconnected(false);
         return;
