@@ -31,6 +31,11 @@ using Style = KLumoSequenceChart::Style;
 
 namespace {
 
+const char Login[] = R"({"cmd":"login","profile":{"isLogined":"1","userId":"10001",)"
+                     R"("userName":"ada","nickName":"Ada L.","account":"ada@example.org",)"
+                     R"("loginMode":"password","companyId":"C-77",)"
+                     R"("companyName":"Analytical Engines Ltd"}})";
+
 QByteArray runTool(const QStringList &args, const QProcessEnvironment &env)
 {
     QProcess p;
@@ -131,10 +136,7 @@ void TestInspector::liveViewFollowsTheLogin()
 {
     QCOMPARE(live()->state("running"), QStringLiteral("yes"));
     QCOMPARE(live()->state("logged in"), QStringLiteral("no"));
-    QVERIFY(m_emulator.ok(
-        R"({"cmd":"login","profile":{"isLogined":"1","userId":"10001","userName":"ada",)"
-        R"("nickName":"Ada L.","account":"ada@example.org","loginMode":"password",)"
-        R"("companyId":"C-77","companyName":"Analytical Engines Ltd"}})"));
+    QVERIFY(m_emulator.ok(Login));
     // The library looks at the login every 5 s.
     QTRY_COMPARE_WITH_TIMEOUT(live()->recordField("login.userName"), QStringLiteral("ada"),
                               10000 * lumotest::timeScale());
@@ -281,8 +283,9 @@ void TestInspector::captureViewDrawsTheSession()
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("LUMOIPC_CAPTURE", QDir::tempPath() + "/host-%p.pcapng");
     env.insert("LUMOIPC_CALL_EXPIRY_MS", "300");
+    QVERIFY(m_emulator.ok(Login)); // the host calls once somebody is logged in
     const QByteArray answer = R"({"cmd":"reply","method":"createFolder","behaviour":)";
-    QVERIFY(m_emulator.ok(answer + R"({"reply":{"folderId":"f1"},"delayMs":20}})"));
+    QVERIFY(m_emulator.ok(answer + R"({"reply":{"folderId":"f1"},"delayMs":40}})"));
     QProcess host;
     host.setProcessEnvironment(env);
     host.start(QStringLiteral(LUMOHOST_BIN), {"tracehost", "stdin", "1", "2"});
@@ -350,21 +353,41 @@ void TestInspector::captureViewDrawsTheSession()
     QCOMPARE(capture()->methodStats()->index(0, 1).data().toString().toStdString(),
              text(first, "calls"));
 
-    // A click on a failed reply shows its frame, and the histogram its method.
+    // A click on a failed reply shows its frame and the histogram its method;
+    // Enter goes to its request.
     int row = 0;
     while (capture()->chart()->arrow(row).style != Style::Failed)
         ++row;
     KLumoSequenceChart *chart = capture()->chart();
     chart->selectRow(row);
+    chart->selectRow(row - 1); // in view, not selected
     const int y = int(chart->arrow(row).line.y1()) - chart->verticalScrollBar()->value();
     QTest::mouseClick(chart->viewport(), Qt::LeftButton, {}, QPoint(40, y));
     QCOMPARE(chart->selectedRow(), row);
-    QVERIFY2(capture()->frameText().contains(R"("message": "locked")"),
-             qPrintable(capture()->frameText()));
+    const QString reply = capture()->frameText();
+    QVERIFY2(reply.contains(R"("message": "locked")"), qPrintable(reply));
     const QVector<int> &bins = capture()->histogram()->counts();
     const int methodRow = capture()->methodStats()->rowOf(QStringLiteral("createFolder"));
     QCOMPARE(std::accumulate(bins.begin(), bins.end(), 0),
              int(capture()->methodStats()->value(methodRow, 2).toInteger())); // REPLIES
+    QTest::keyClick(chart, Qt::Key_Return);
+    QCOMPARE(chart->arrow(chart->selectedRow()).style, Style::Call);
+    const QString seq = reply.mid(reply.indexOf("\"seq\""), 12).section(',', 0, 0);
+    QVERIFY(capture()->frameText().contains(seq) && capture()->frameText().contains("\"call\""));
+
+    // Sorted by p99, numerically, the slowest method comes first.
+    const KLumoJsonValue *slowest = nullptr;
+    for (const KLumoJsonValue &m : stats.find("methods")->elements()) {
+        const KLumoJsonValue *l = m.find("latencyMs");
+        if (!l->isNull()
+            && (!slowest
+                || l->find("p99")->toDouble()
+                    > slowest->find("latencyMs")->find("p99")->toDouble()))
+            slowest = &m;
+    }
+    capture()->methodTable()->sortByColumn(8, Qt::DescendingOrder); // P99 ms
+    QCOMPARE(capture()->methodTable()->model()->index(0, 0).data().toString().toStdString(),
+             text(*slowest, "method"));
 }
 
 void TestInspector::damagedCaptureShowsWhereItStops_data()
@@ -424,22 +447,24 @@ void TestInspector::screenshots()
         m_emulator.ok(R"({"cmd":"reply","method":"createFolder","behaviour":{"reply":)"
                       R"({"state":0,"userId":"10001","folderId":"F-1001","folderName":"Reports",)"
                       R"("ctime":1763800000123},"delayMs":12}})"));
-    QVERIFY(call("createFolder",
-                 "{\n  \"userId\": \"10001\",\n  \"parentId\": \"0\",\n"
-                 "  \"folderName\": \"Reports\"\n}")
+    QVERIFY(call("createFolder", R"({"userId": "10001", "parentId": "0", "folderName": "Reports"})")
                 .startsWith("answered"));
     QVERIFY(load(m_captures));
     m_window->resize(1440, 900);
     m_window->showTab(KLumoInspectorWindow::Capture);
     QCoreApplication::processEvents();
-    // The first answered createFolder, its call above it.
+    // From the second host's first call on, with a failed reply selected.
     KLumoSequenceChart *chart = capture()->chart();
-    int row = 0;
-    while (chart->arrow(row).style != Style::Reply
-           || !chart->arrow(row).label.startsWith("createF"))
-        ++row;
-    chart->selectRow(row);
-    chart->verticalScrollBar()->setValue(0);
+    const KLumoCaptureSession *session = chart->session();
+    int first = 0, failed = 0;
+    while (!session->summary()
+                .processes()[size_t(session->rows()[size_t(first)].process)]
+                .description.startsWith("lumoctl"))
+        ++first;
+    while (chart->arrow(failed).style != Style::Failed)
+        ++failed;
+    chart->selectRow(failed);
+    chart->verticalScrollBar()->setValue((first - 1) * chart->rowHeight());
     for (const auto &tab : {std::make_pair(KLumoInspectorWindow::Live, "live"),
                             std::make_pair(KLumoInspectorWindow::Calls, "calls"),
                             std::make_pair(KLumoInspectorWindow::Capture, "capture")}) {

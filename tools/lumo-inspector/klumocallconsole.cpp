@@ -101,6 +101,7 @@ KLumoCallConsole::KLumoCallConsole(QWidget *parent)
     m_historyView->setSelectionMode(QAbstractItemView::SingleSelection);
     m_historyView->verticalHeader()->hide();
     m_historyView->setWordWrap(false);
+    m_historyView->setVerticalScrollMode(QAbstractItemView::ScrollPerItem); // whole rows
     m_historyView->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_historyView->horizontalHeader()->setSectionResizeMode(Outcome, QHeaderView::Stretch);
     m_historyView->setToolTip(tr("Double-click a call to run it again"));
@@ -108,7 +109,7 @@ KLumoCallConsole::KLumoCallConsole(QWidget *parent)
     right->addWidget(argument);
     right->addWidget(result);
     right->addWidget(m_historyView);
-    right->setSizes({190, 170, 220, 150});
+    right->setSizes({150, 130, 160, 330});
 
     auto *split = new QSplitter(Qt::Horizontal, this);
     split->addWidget(left);

@@ -148,29 +148,29 @@ void KLumoSequenceChart::paintEvent(QPaintEvent *)
     const int dx = horizontalScrollBar()->value(), dy = verticalScrollBar()->value();
     const QRect view = viewport()->rect();
     p.translate(-dx, 0);
-    // Lanes.
+    const int first = qMax(0, dy / m_rowHeight);
+    const int last =
+        m_session ? qMin(m_session->rowCount() - 1, (dy + view.height()) / m_rowHeight) : -1;
+    const auto top = [&](int row) { return m_headerHeight + row * m_rowHeight - dy; };
+    p.save();
+    p.setClipRect(QRect(dx, m_headerHeight, view.width(), view.height()));
+    // Bottom up: the rows' bands, the lanes, the selected call joined to its
+    // reply along the host's lane, then arrows and words over all of them.
+    for (int row = first; row <= last; ++row)
+        paintBand(p, row, top(row));
     p.setPen(QPen(palette().color(QPalette::Mid), 1, Qt::DashLine));
     for (int lane = 0; lane < laneCount(); ++lane)
         p.drawLine(QPointF(laneX(lane), m_headerHeight), QPointF(laneX(lane), view.height()));
-    if (m_session && m_session->rowCount() > 0) {
-        const int first = qMax(0, dy / m_rowHeight);
-        const int last = qMin(m_session->rowCount() - 1, (dy + view.height()) / m_rowHeight);
-        p.save();
-        p.setClipRect(QRect(dx, m_headerHeight, view.width(), view.height()));
-        for (int row = first; row <= last; ++row)
-            paintRow(p, row, m_headerHeight + row * m_rowHeight - dy);
-        // The selected call and its reply, joined along the host's lane.
-        const int partner = m_selected >= 0 ? m_session->partner(m_selected) : -1;
-        if (partner >= 0) {
-            const double x = laneX(1 + m_session->rows()[size_t(m_selected)].process) + 8;
-            const auto middle = [&](int row) {
-                return m_headerHeight + (row + 0.5) * m_rowHeight - dy;
-            };
-            p.setPen(QPen(palette().color(QPalette::Highlight), 2));
-            p.drawLine(QPointF(x, middle(m_selected)), QPointF(x, middle(partner)));
-        }
-        p.restore();
+    const int partner = m_selected >= 0 ? m_session->partner(m_selected) : -1;
+    if (partner >= 0) {
+        const double x = laneX(1 + m_session->rows()[size_t(m_selected)].process) + 8;
+        p.setPen(QPen(palette().color(QPalette::Highlight), 2));
+        p.drawLine(QPointF(x, top(m_selected) + m_rowHeight / 2.0),
+                   QPointF(x, top(partner) + m_rowHeight / 2.0));
     }
+    for (int row = first; row <= last; ++row)
+        paintRow(p, row, top(row));
+    p.restore();
     paintHeader(p);
 }
 
@@ -207,17 +207,19 @@ void KLumoSequenceChart::paintHeader(QPainter &p)
     }
 }
 
-void KLumoSequenceChart::paintRow(QPainter &p, int row, int y)
+void KLumoSequenceChart::paintBand(QPainter &p, int row, int y)
 {
     const QRect band(horizontalScrollBar()->value(), y, viewport()->width(), m_rowHeight);
-    const int partner = m_selected >= 0 ? m_session->partner(m_selected) : -1;
     if (row == m_selected)
         p.fillRect(band, palette().highlight().color().lighter(170));
-    else if (row == partner)
+    else if (m_selected >= 0 && row == m_session->partner(m_selected))
         p.fillRect(band, palette().highlight().color().lighter(190));
     else if (row % 2)
         p.fillRect(band, palette().alternateBase());
+}
 
+void KLumoSequenceChart::paintRow(QPainter &p, int row, int y)
+{
     const QFontMetrics fm(font());
     const KLumoCaptureSession::Row &r = m_session->rows()[size_t(row)];
     p.setPen(palette().color(QPalette::Text));

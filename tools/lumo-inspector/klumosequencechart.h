@@ -59,7 +59,8 @@ private:
     int rowAt(int y) const; // viewport y
     void updateScrollBars();
     void paintHeader(QPainter &p);
-    void paintRow(QPainter &p, int row, int y);
+    void paintBand(QPainter &p, int row, int y); // its background
+    void paintRow(QPainter &p, int row, int y); // its time, arrow and label
 
     std::shared_ptr<const KLumoCaptureSession> m_session;
     int m_selected = -1;
