@@ -142,7 +142,6 @@ void KLumoCaptureLoader::open(const QStringList &paths, bool follow)
 {
     stop();
     m_cancel = false;
-    m_complete = false;
     ++m_generation;
     auto *job = new KLumoCaptureReadJob(this, paths, follow);
     job->moveToThread(&m_thread);
@@ -165,7 +164,6 @@ void KLumoCaptureLoader::deliver(int generation, std::shared_ptr<const KLumoCapt
 {
     if (generation != m_generation)
         return;
-    m_complete = complete;
     if (complete)
         m_thread.quit(); // nothing more to read; open() or the destructor waits for it
     Q_EMIT loaded(session, complete);

@@ -32,7 +32,6 @@ public:
     void open(const QStringList &paths, bool follow);
     // Stops reading; returns once the reading thread has stopped.
     void stop();
-    bool isReading() const { return m_thread.isRunning() && !m_complete; }
 
 Q_SIGNALS:
     // The capture so far; @p complete once every file was read to its end
@@ -49,7 +48,6 @@ private:
     QThread m_thread;
     std::atomic<bool> m_cancel {false}; // read by the job between packets
     int m_generation = 0;
-    bool m_complete = false;
 };
 
 } // namespace ofx::lumo

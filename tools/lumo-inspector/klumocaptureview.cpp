@@ -214,9 +214,4 @@ QString KLumoCaptureView::frameText() const
     return m_frame->toPlainText();
 }
 
-QString KLumoCaptureView::statusText() const
-{
-    return m_status->text();
-}
-
 } // namespace ofx::lumo

@@ -43,7 +43,6 @@ public:
     KLumoLatencyHistogram *histogram() const { return m_histogram; }
     QString bannerText() const;
     QString frameText() const;
-    QString statusText() const;
 
 Q_SIGNALS:
     void sessionShown(bool complete);

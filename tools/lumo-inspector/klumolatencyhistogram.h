@@ -25,8 +25,6 @@ public:
     void setLatencies(const QString &method, std::vector<qint64> latenciesNs, double p50Ms,
                       double p99Ms);
     const QVector<int> &counts() const { return m_counts; }
-    // The lower edge of bin @p i, and of the end, in nanoseconds.
-    double edge(int i) const;
 
     QSize sizeHint() const override { return QSize(420, 180); }
 
@@ -35,6 +33,7 @@ protected:
 
 private:
     double position(double ns) const; // 0..1 along the axis
+    double edge(int i) const; // the lower edge of bin @p i (BinCount: the end), in ns
 
     QString m_method;
     std::vector<qint64> m_latencies;
