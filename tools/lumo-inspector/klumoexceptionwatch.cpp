@@ -8,19 +8,21 @@ namespace {
 
 QRecursiveMutex s_lock; // recursive: posting may itself log
 KLumoExceptionWatch *s_watch = nullptr; // under s_lock
-QtMessageHandler s_previous = nullptr;
+QtMessageHandler s_previous = nullptr; // under s_lock
 
 void handler(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
-    if (text.startsWith(QLatin1String("Exception on "))) {
+    QtMessageHandler previous;
+    {
         QMutexLocker locker(&s_lock);
-        if (s_watch)
+        previous = s_previous;
+        if (s_watch && text.startsWith(QLatin1String("Exception on ")))
             QMetaObject::invokeMethod(
                 s_watch, [w = s_watch, text] { Q_EMIT w->exceptionLogged(text); },
                 Qt::QueuedConnection);
     }
-    if (s_previous)
-        s_previous(type, context, text);
+    if (previous)
+        previous(type, context, text);
 }
 
 } // namespace
