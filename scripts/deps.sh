@@ -6,6 +6,8 @@ pkgs=(build-essential cmake ninja-build ccache pkg-config python3
 # The API reference (the docs target), the check of the manual pages, and the
 # Wireshark dissector's test.
 pkgs+=(doxygen man-db tshark)
+# Text in the inspector's windows on the offscreen platform (its tests and screenshots).
+pkgs+=(fonts-dejavu-core)
 pkgs+=("$@")
 missing=()
 for p in "${pkgs[@]}"; do

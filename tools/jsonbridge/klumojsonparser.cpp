@@ -37,6 +37,8 @@ KLumoJsonParser::KLumoJsonParser(const std::string &text)
 bool KLumoJsonParser::parseDocument(KLumoJsonValue &out)
 {
     skipSpace();
+    if (m_positions)
+        mark(size_t(m_p - m_begin));
     if (!parseValue(out, 0))
         return false;
     skipSpace();
@@ -112,9 +114,15 @@ bool KLumoJsonParser::parseObject(KLumoJsonValue &out, int depth)
         skipSpace();
         if (m_p == m_end || *m_p != '"')
             return fail("expected a string key");
+        const size_t keyAt = size_t(m_p - m_begin);
         std::string key;
         if (!parseString(key))
             return false;
+        const size_t pathLength = m_path.size();
+        if (m_positions) {
+            m_path += (m_path.empty() ? "" : ".") + key; // as the codec spells paths
+            mark(keyAt);
+        }
         skipSpace();
         if (m_p == m_end || *m_p != ':')
             return fail("expected ':'");
@@ -123,6 +131,7 @@ bool KLumoJsonParser::parseObject(KLumoJsonValue &out, int depth)
         KLumoJsonValue v;
         if (!parseValue(v, depth + 1))
             return false;
+        m_path.resize(pathLength);
         out.insert(std::move(key), std::move(v));
         skipSpace();
         if (m_p < m_end && *m_p == ',') {
@@ -148,9 +157,15 @@ bool KLumoJsonParser::parseArray(KLumoJsonValue &out, int depth)
     }
     for (;;) {
         skipSpace();
+        const size_t pathLength = m_path.size();
+        if (m_positions) {
+            m_path += "[" + std::to_string(out.size()) + "]";
+            mark(size_t(m_p - m_begin));
+        }
         KLumoJsonValue v;
         if (!parseValue(v, depth + 1))
             return false;
+        m_path.resize(pathLength);
         out.append(std::move(v));
         skipSpace();
         if (m_p < m_end && *m_p == ',') {

@@ -3,6 +3,8 @@
 #include "klumojsonvalue.h"
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace ofx::lumo {
 
@@ -23,6 +25,17 @@ public:
     bool parseDocument(KLumoJsonValue &out);
     const std::string &error() const { return m_error; }
 
+    // Where each value starts, for pointing at a field a schema check names:
+    // its path in the codec's spelling after @p root (members ".name",
+    // elements "[i]") and its byte offset, of the key for members. Call
+    // before parseDocument.
+    using Positions = std::vector<std::pair<std::string, size_t>>;
+    void recordPositions(const std::string &root, Positions *out)
+    {
+        m_path = root;
+        m_positions = out;
+    }
+
 private:
     static constexpr int MaxDepth = 256;
 
@@ -35,11 +48,14 @@ private:
     bool hex4(unsigned &cp);
     bool parseString(std::string &s);
     bool parseNumber(KLumoJsonValue &out);
+    void mark(size_t offset) { m_positions->emplace_back(m_path, offset); }
 
     const char *m_p;
     const char *m_begin;
     const char *m_end;
     std::string m_error;
+    Positions *m_positions = nullptr;
+    std::string m_path; // of the value being parsed, while positions are recorded
 };
 
 } // namespace ofx::lumo

@@ -5,10 +5,10 @@
 #include "klumoctlconsole.h"
 #include "klumoctlmonitor.h"
 #include "klumoctltrace.h"
+#include "klumoservicestate.h"
 #include "lumoctl_dispatch.h"
 
 #include "ipc/lumoipc.h"
-#include "transport/kxlocalservernames.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -18,8 +18,6 @@
 #include <QTimer>
 
 #include <cstdio>
-#include <pwd.h>
-#include <unistd.h>
 
 namespace ofx::lumo {
 
@@ -73,13 +71,6 @@ const char *const HelpTexts[][2] = {
 const char Usage[] = "Usage: lumoctl [--verbose] COMMAND [ARGS]\n"
                      "Commands: status, call, generic, monitor, methods, describe, start, trace.\n"
                      "`lumoctl help COMMAND` or `lumoctl COMMAND --help` for details.\n";
-
-QString serverName()
-{
-    const passwd *pw = ::getpwuid(::getuid());
-    return QLatin1String(servername::Ipc) + QString::fromLocal8Bit(pw ? pw->pw_name : "")
-        + QString::number(::getuid());
-}
 
 const auto usageError = KLumoCtlConsole::usageError;
 const auto fail = KLumoCtlConsole::fail;
@@ -176,7 +167,7 @@ bool KLumoCtl::requireService(double waitSeconds)
     if (connectService(KLumoCtlOptions::msecs(waitSeconds)))
         return true;
     fail(QStringLiteral("no service answers on %1 (waited %2 s)")
-             .arg(serverName())
+             .arg(KLumoServiceState::serverName())
              .arg(waitSeconds));
     return false;
 }
@@ -240,31 +231,13 @@ int KLumoCtl::status(const QStringList &argsIn)
         waitUntil([&] { return settled; }, KLumoCtlOptions::msecs(wait));
     }
 
-    const KLumoIpcLoginCache &l = LumoIpcLoginCache();
-    KLumoJsonValue login = KLumoJsonValue::object();
-    login.insert("isLogined", l.isLogined);
-    for (const auto &f :
-         {std::make_pair("userId", &l.userId), std::make_pair("userName", &l.userName),
-          std::make_pair("nickName", &l.nickName), std::make_pair("account", &l.account),
-          std::make_pair("loginMode", &l.loginMode),
-          std::make_pair("currentCompanyId", &l.currentCompanyId)})
-        login.insert(f.first, f.second->toStdString());
-    login.insert("isVip", l.isVip);
-    login.insert("isCompanyAccount", l.isCompanyAccount);
-    login.insert("isRoamingOpen", l.isRoamingOpen);
-    const KCompanyInfoCache &c = LumoIpcCompanyCache();
-    KLumoJsonValue company = KLumoJsonValue::object();
-    company.insert("companyId", c.companyId.toStdString());
-    company.insert("companyName", c.companyName.toStdString());
-    company.insert("role", c.role.toStdString());
-
     KLumoJsonValue out = KLumoJsonValue::object();
-    out.insert("server", serverName().toStdString());
+    out.insert("server", KLumoServiceState::serverName().toStdString());
     out.insert("running", running);
     out.insert("logined", LumoIpcCheckLumoLogined());
     out.insert("socket", connected ? "connected" : "unconnected");
-    out.insert("login", std::move(login));
-    out.insert("company", std::move(company));
+    out.insert("login", KLumoServiceState::login());
+    out.insert("company", KLumoServiceState::company());
     KLumoCtlConsole::print(out, true);
     return 0;
 }

@@ -18,9 +18,6 @@ public:
     static int describe(const QStringList &args);
     // A dispatched method by the name a host calls it, or null.
     static const KLumoCtlMethod *findMethod(const QString &name);
-
-private:
-    static void printRecord(int record);
 };
 
 } // namespace ofx::lumo

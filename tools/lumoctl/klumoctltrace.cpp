@@ -1,73 +1,20 @@
 #include "klumoctltrace.h"
 
-#include "klumocapturereader.h"
 #include "klumoctlconsole.h"
 #include "klumoctloptions.h"
+#include "klumotracesource.h"
 #include "klumotracesummary.h"
 #include "klumotracetimeline.h"
 
 #include <QEventLoop>
 #include <QFile>
-#include <QFileInfo>
 #include <QFileSystemWatcher>
 
 #include <cstdio>
-#include <map>
 #include <memory>
 #include <vector>
 
 namespace ofx::lumo {
-
-namespace {
-
-// One capture file and the packet read ahead of the others.
-struct Source
-{
-    enum State { Ready, Waiting, Ended, Failed };
-
-    QString path;
-    QFile file;
-    KLumoCaptureReader reader;
-    KLumoCaptureReader::Packet packet;
-    State state = Waiting;
-    std::map<std::pair<int, int>, int> processes; // (section, interface) -> process
-
-    // Reads ahead to the next packet. At the end of the file a follower waits
-    // for more, anyone else needs the file to end on a whole block.
-    State fetch(bool follow)
-    {
-        for (;;) {
-            const KLumoCaptureReader::Next next = reader.next(&packet);
-            if (next == KLumoCaptureReader::Next::Packet)
-                return state = Ready;
-            if (next == KLumoCaptureReader::Next::Error)
-                return state = Failed;
-            const QByteArray chunk = file.read(1 << 20);
-            if (!chunk.isEmpty())
-                reader.append(chunk);
-            else if (follow)
-                return state = Waiting;
-            else
-                return state = reader.finish() ? Ended : Failed;
-        }
-    }
-
-    // The process that wrote the packet in hand, numbered in @p summary.
-    int process(KLumoTraceSummary *summary)
-    {
-        const auto key = std::make_pair(packet.section, packet.interfaceId);
-        auto it = processes.find(key);
-        if (it == processes.end()) {
-            QString name = reader.interfaces().at(packet.interfaceId).description;
-            if (name.isEmpty())
-                name = QFileInfo(path).fileName();
-            it = processes.emplace(key, summary->addProcess(name)).first;
-        }
-        return it->second;
-    }
-};
-
-} // namespace
 
 int KLumoCtlTrace::run(const QStringList &argsIn)
 {
@@ -86,13 +33,12 @@ int KLumoCtlTrace::run(const QStringList &argsIn)
         return KLumoCtlConsole::usageError(QStringLiteral("--follow prints frames only"));
     const bool printFrames = !stats && timeline.isEmpty();
 
-    std::vector<std::unique_ptr<Source>> sources;
+    std::vector<std::unique_ptr<KLumoTraceSource>> sources;
     for (const QString &path : paths) {
-        sources.push_back(std::make_unique<Source>());
-        Source &s = *sources.back();
+        sources.push_back(std::make_unique<KLumoTraceSource>());
+        KLumoTraceSource &s = *sources.back();
         s.path = path;
-        s.file.setFileName(path);
-        if (!s.file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        if (!s.open()) {
             KLumoCtlConsole::fail(path + QLatin1String(": ") + s.file.errorString());
             return 1;
         }
@@ -100,7 +46,7 @@ int KLumoCtlTrace::run(const QStringList &argsIn)
 
     KLumoTraceSummary summary;
     std::string out;
-    const auto take = [&](Source &s) {
+    const auto take = [&](KLumoTraceSource &s) {
         const KLumoTraceFrame f = KLumoTraceFrame::decode(s.packet, s.process(&summary));
         if (printFrames)
             out += f.toJson(summary.processes()[size_t(f.process)].description).serialize() + "\n";
@@ -115,7 +61,7 @@ int KLumoCtlTrace::run(const QStringList &argsIn)
         std::fwrite(out.data(), 1, out.size(), stdout);
         std::fflush(stdout);
         for (const auto &s : sources) {
-            if (s->state == Source::Failed) {
+            if (s->state == KLumoTraceSource::Failed) {
                 KLumoCtlConsole::fail(s->path + QLatin1String(": ") + s->reader.error());
                 return true;
             }
@@ -130,7 +76,7 @@ int KLumoCtlTrace::run(const QStringList &argsIn)
         QObject::connect(&watcher, &QFileSystemWatcher::fileChanged, &loop, &QEventLoop::quit);
         for (;;) {
             for (const auto &s : sources) {
-                while (s->fetch(true) == Source::Ready)
+                while (s->fetch(true) == KLumoTraceSource::Ready)
                     take(*s);
             }
             if (failed())
@@ -143,14 +89,7 @@ int KLumoCtlTrace::run(const QStringList &argsIn)
     // Several files merge into one time line, a packet at a time.
     for (const auto &s : sources)
         s->fetch(false);
-    for (;;) {
-        Source *next = nullptr;
-        for (const auto &s : sources) {
-            if (s->state == Source::Ready && (!next || s->packet.timeNs < next->packet.timeNs))
-                next = s.get();
-        }
-        if (!next)
-            break;
+    while (KLumoTraceSource *next = KLumoTraceSource::earliest(sources)) {
         take(*next);
         next->fetch(false);
     }

@@ -16,7 +16,7 @@ namespace ofx::lumo {
  * The calls of a capture: each request matched to its reply by sequence id
  * within its host process, with its latency, bytes and outcome, and the
  * notifications; from them the per-method statistics of lumoctl trace --stats.
- * Main thread.
+ * A value type; one thread at a time.
  */
 class KLumoTraceSummary
 {
@@ -37,6 +37,9 @@ public:
         quint32 bytesOut = 0, bytesIn = 0;
         bool failed = false; // answered with an exception, without a result, or undecodable
         std::string error;
+
+        // From request to reply; -1 unless both are in the capture.
+        qint64 latencyNs() const { return startNs >= 0 && endNs >= 0 ? endNs - startNs : -1; }
     };
     struct Notification
     {
@@ -46,9 +49,22 @@ public:
         quint32 bytes = 0;
     };
 
+    // A column of the statistics: the key of a row of stats() (with the key
+    // inside "latencyMs" for latencies), its heading and its width in the
+    // table. The method's name comes first, as wide as the longest.
+    struct Column
+    {
+        const char *key;
+        const char *latency;
+        const char *title;
+        int width;
+    };
+
     // Returns the process's index, the one frames of it carry.
     int addProcess(const QString &description);
-    void add(const KLumoTraceFrame &frame);
+    // Returns the index of the call the frame opened or answered, or of the
+    // notification it is; -1 for a frame that is neither.
+    int add(const KLumoTraceFrame &frame);
 
     const std::vector<Process> &processes() const { return m_processes; }
     const std::vector<Call> &calls() const { return m_calls; }
@@ -61,6 +77,8 @@ public:
     KLumoJsonValue stats() const;
     // The same as an aligned table.
     std::string statsTable() const;
+    // The columns of the "methods" or the "notifications" of stats().
+    static const std::vector<Column> &columns(const char *list);
 
 private:
     std::vector<Process> m_processes;

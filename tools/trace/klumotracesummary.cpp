@@ -41,8 +41,8 @@ std::map<std::string, Row> rows(const std::vector<KLumoTraceSummary::Call> &call
         r.unanswered += !answered;
         r.bytesOut += c.bytesOut;
         r.bytesIn += c.bytesIn;
-        if (answered && c.startNs >= 0)
-            r.latencies.push_back(c.endNs - c.startNs);
+        if (c.latencyNs() >= 0)
+            r.latencies.push_back(c.latencyNs());
     }
     for (auto &r : out)
         std::sort(r.second.latencies.begin(), r.second.latencies.end());
@@ -61,7 +61,7 @@ int KLumoTraceSummary::addProcess(const QString &description)
     return int(m_processes.size()) - 1;
 }
 
-void KLumoTraceSummary::add(const KLumoTraceFrame &f)
+int KLumoTraceSummary::add(const KLumoTraceFrame &f)
 {
     Process &p = m_processes.at(size_t(f.process));
     p.lastNs = std::max(p.lastNs, f.timeNs);
@@ -70,15 +70,15 @@ void KLumoTraceSummary::add(const KLumoTraceFrame &f)
     const std::string method = f.method.empty() ? "(undecodable)" : f.method;
     if (f.isNotification()) {
         m_notifications.push_back({f.process, method, f.timeNs, f.bytes});
-        return;
+        return int(m_notifications.size()) - 1;
     }
     if (f.isCall()) {
         m_pending[{f.process, f.seq}] = m_calls.size();
         m_calls.push_back({f.process, method, f.seq, f.timeNs, -1, f.bytes, 0, false, f.error});
-        return;
+        return int(m_calls.size()) - 1;
     }
     if (!f.isReply())
-        return;
+        return -1;
     const auto it = m_pending.find({f.process, f.seq});
     size_t index = m_calls.size();
     if (it == m_pending.end()) {
@@ -94,6 +94,7 @@ void KLumoTraceSummary::add(const KLumoTraceFrame &f)
     const KLumoJsonValue *message = f.type == 3 ? f.detail.find("message") : nullptr;
     if (!f.error.empty() || message)
         c.error = message ? message->toString() : f.error;
+    return int(index);
 }
 
 KLumoJsonValue KLumoTraceSummary::stats() const
@@ -136,6 +137,23 @@ KLumoJsonValue KLumoTraceSummary::stats() const
     return out;
 }
 
+const std::vector<KLumoTraceSummary::Column> &KLumoTraceSummary::columns(const char *list)
+{
+    static const std::vector<Column> methods = {
+        {"method", nullptr, "METHOD", 0},       {"calls", nullptr, "CALLS", 6},
+        {"replies", nullptr, "REPLIES", 7},     {"failures", nullptr, "FAILED", 6},
+        {"unanswered", nullptr, "NO REPLY", 8}, {"bytesOut", nullptr, "BYTES OUT", 10},
+        {"bytesIn", nullptr, "BYTES IN", 10},   {"latencyMs", "p50", "P50 ms", 9},
+        {"latencyMs", "p99", "P99 ms", 9},      {"latencyMs", "max", "MAX ms", 9},
+    };
+    static const std::vector<Column> notifications = {
+        {"method", nullptr, "NOTIFICATION", 0},
+        {"count", nullptr, "COUNT", 6},
+        {"bytes", nullptr, "BYTES", 10},
+    };
+    return std::string(list) == "notifications" ? notifications : methods;
+}
+
 std::string KLumoTraceSummary::statsTable() const
 {
     const KLumoJsonValue s = stats();
@@ -145,33 +163,41 @@ std::string KLumoTraceSummary::statsTable() const
             width = std::max(width, row.find("method")->toString().size());
     }
     std::string out;
-    char line[512];
-    const int w = int(width);
-    std::snprintf(line, sizeof line, "%-*s %6s %7s %6s %8s %10s %10s %9s %9s %9s\n", w, "METHOD",
-                  "CALLS", "REPLIES", "FAILED", "NO REPLY", "BYTES OUT", "BYTES IN", "P50 ms",
-                  "P99 ms", "MAX ms");
-    out += line;
-    for (const KLumoJsonValue &row : s.find("methods")->elements()) {
-        const auto n = [&](const char *key) { return (long long)row.find(key)->toInteger(); };
-        const KLumoJsonValue *l = row.find("latencyMs");
-        char latency[64] = "        -         -         -";
-        if (!l->isNull())
-            std::snprintf(latency, sizeof latency, "%9.3f %9.3f %9.3f", l->find("p50")->toDouble(),
-                          l->find("p99")->toDouble(), l->find("max")->toDouble());
-        std::snprintf(line, sizeof line, "%-*s %6lld %7lld %6lld %8lld %10lld %10lld %s\n", w,
-                      row.find("method")->toString().c_str(), n("calls"), n("replies"),
-                      n("failures"), n("unanswered"), n("bytesOut"), n("bytesIn"), latency);
-        out += line;
-    }
-    if (s.find("notifications")->size() == 0)
-        return out;
-    std::snprintf(line, sizeof line, "\n%-*s %6s %10s\n", w, "NOTIFICATION", "COUNT", "BYTES");
-    out += line;
-    for (const KLumoJsonValue &row : s.find("notifications")->elements()) {
-        std::snprintf(
-            line, sizeof line, "%-*s %6lld %10lld\n", w, row.find("method")->toString().c_str(),
-            (long long)row.find("count")->toInteger(), (long long)row.find("bytes")->toInteger());
-        out += line;
+    char cell[64];
+    const auto put = [&](const char *format, auto... values) {
+        std::snprintf(cell, sizeof cell, format, values...);
+        out += cell;
+    };
+    // The method's column, left-aligned: as wide as its longest name.
+    const auto name = [&](const std::string &text) {
+        out += text;
+        out.append(width - std::min(width, text.size()), ' ');
+    };
+    for (const char *list : {"methods", "notifications"}) {
+        const KLumoJsonValue::Array &rows = s.find(list)->elements();
+        if (list == std::string("notifications")) {
+            if (rows.empty())
+                break;
+            out += "\n";
+        }
+        const std::vector<Column> &cs = columns(list);
+        name(cs[0].title);
+        for (size_t i = 1; i < cs.size(); ++i)
+            put(" %*s", cs[i].width, cs[i].title);
+        out += "\n";
+        for (const KLumoJsonValue &row : rows) {
+            name(row.find("method")->toString());
+            for (size_t i = 1; i < cs.size(); ++i) {
+                const KLumoJsonValue *v = row.find(cs[i].key);
+                if (!cs[i].latency)
+                    put(" %*lld", cs[i].width, (long long)v->toInteger());
+                else if (v->isNull())
+                    put(" %*s", cs[i].width, "-");
+                else
+                    put(" %*.3f", cs[i].width, v->find(cs[i].latency)->toDouble());
+            }
+            out += "\n";
+        }
     }
     return out;
 }

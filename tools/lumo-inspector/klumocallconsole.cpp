@@ -1,0 +1,339 @@
+#include "klumocallconsole.h"
+
+#include "klumoargumenteditor.h"
+#include "klumoctlargument.h"
+#include "klumoexceptionwatch.h"
+#include "klumojsonmessage.h"
+#include "klumojsonsample.h"
+#include "klumomethodcatalog.h"
+#include "lumoctl_dispatch.h"
+
+#include "ipc/lumoipc.h"
+
+#include <QDateTime>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSplitter>
+#include <QStandardItemModel>
+#include <QTableView>
+#include <QVBoxLayout>
+
+namespace ofx::lumo {
+
+namespace {
+
+enum HistoryColumn { Time, Method, Outcome, Milliseconds };
+enum HistoryRole { ArgumentRole = Qt::UserRole + 1, ResultRole, KindRole };
+
+// The generic route's call, as the request service declares it.
+const jsonschema::Method &asynCall()
+{
+    return *KLumoJsonSchemaIndex::method("KLumoServices", "asynCall");
+}
+
+QPlainTextEdit *readOnlyText(QWidget *parent)
+{
+    auto *text = new QPlainTextEdit(parent);
+    text->setReadOnly(true);
+    text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    text->setLineWrapMode(QPlainTextEdit::NoWrap);
+    return text;
+}
+
+} // namespace
+
+const QString KLumoCallConsole::GenericRoute = QStringLiteral("generic route (by name)");
+
+KLumoCallConsole::KLumoCallConsole(QWidget *parent)
+    : QWidget(parent)
+    , m_receiver(std::make_unique<KLumoCtlReceiver>())
+    , m_watch(new KLumoExceptionWatch(this))
+    , m_history(new QStandardItemModel(0, 4, this))
+{
+    auto *left = new QWidget(this);
+    auto *leftLayout = new QVBoxLayout(left);
+    leftLayout->setContentsMargins(0, 0, 0, 0);
+    m_search = new QLineEdit(left);
+    m_search->setPlaceholderText(tr("Search methods"));
+    m_search->setClearButtonEnabled(true);
+    m_methods = new QListWidget(left);
+    m_methods->addItem(GenericRoute);
+    for (const KLumoCtlMethod &m : lumoctlMethods)
+        m_methods->addItem(QLatin1String(m.name));
+    leftLayout->addWidget(m_search);
+    leftLayout->addWidget(m_methods, 1);
+
+    auto *right = new QSplitter(Qt::Vertical, this);
+    m_description = readOnlyText(right);
+    auto *argument = new QWidget(right);
+    auto *argumentLayout = new QVBoxLayout(argument);
+    argumentLayout->setContentsMargins(0, 0, 0, 0);
+    m_editor = new KLumoArgumentEditor(argument);
+    auto *buttons = new QHBoxLayout;
+    auto *sample = new QPushButton(tr("Sample"), argument);
+    m_send = new QPushButton(tr("Send"), argument);
+    m_send->setDefault(true);
+    buttons->addWidget(m_editor->messageLabel(), 1);
+    buttons->addWidget(sample);
+    buttons->addWidget(m_send);
+    argumentLayout->addWidget(new QLabel(tr("Argument (JSON)"), argument));
+    argumentLayout->addWidget(m_editor, 1);
+    argumentLayout->addLayout(buttons);
+    auto *result = new QWidget(right);
+    auto *resultLayout = new QVBoxLayout(result);
+    resultLayout->setContentsMargins(0, 0, 0, 0);
+    m_outcome = new QLabel(tr("Nothing sent yet"), result);
+    m_outcome->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_result = readOnlyText(result);
+    resultLayout->addWidget(m_outcome);
+    resultLayout->addWidget(m_result, 1);
+    m_history->setHorizontalHeaderLabels({tr("Time"), tr("Method"), tr("Outcome"), tr("ms")});
+    m_historyView = new QTableView(right);
+    m_historyView->setModel(m_history);
+    m_historyView->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_historyView->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_historyView->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_historyView->verticalHeader()->hide();
+    m_historyView->setWordWrap(false);
+    m_historyView->setVerticalScrollMode(QAbstractItemView::ScrollPerItem); // whole rows
+    m_historyView->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    m_historyView->horizontalHeader()->setSectionResizeMode(Outcome, QHeaderView::Stretch);
+    m_historyView->setToolTip(tr("Double-click a call to run it again"));
+    right->addWidget(m_description);
+    right->addWidget(argument);
+    right->addWidget(result);
+    right->addWidget(m_historyView);
+    right->setSizes({150, 130, 160, 330});
+
+    auto *split = new QSplitter(Qt::Horizontal, this);
+    split->addWidget(left);
+    split->addWidget(right);
+    split->setStretchFactor(1, 1);
+    split->setSizes({300, 900});
+    auto *layout = new QVBoxLayout(this);
+    layout->addWidget(split);
+
+    connect(m_search, &QLineEdit::textChanged, this, &KLumoCallConsole::filterMethods);
+    connect(m_methods, &QListWidget::currentRowChanged, this, &KLumoCallConsole::showMethod);
+    connect(sample, &QPushButton::clicked, this, &KLumoCallConsole::showMethod);
+    connect(m_send, &QPushButton::clicked, this, &KLumoCallConsole::send);
+    connect(m_receiver.get(), &KLumoCtlReceiverBase::resultReady, this,
+            &KLumoCallConsole::onResult);
+    connect(m_watch, &KLumoExceptionWatch::exceptionLogged, this, &KLumoCallConsole::onException);
+    connect(m_historyView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex &current) { showHistoryRow(current.row()); });
+    connect(m_historyView, &QTableView::doubleClicked, this,
+            [this](const QModelIndex &index) { rerun(index.row()); });
+    m_methods->setCurrentRow(1);
+}
+
+KLumoCallConsole::~KLumoCallConsole() = default;
+
+void KLumoCallConsole::attach(QObject *events)
+{
+    connect(events, SIGNAL(SocketConnected()), this, SLOT(onConnected()));
+    connect(events, SIGNAL(SocketDisConnected()), this, SLOT(onDisconnected()));
+}
+
+void KLumoCallConsole::onConnected()
+{
+    m_connected = true;
+}
+
+void KLumoCallConsole::onDisconnected()
+{
+    m_connected = false;
+    for (Pending &p : m_pending)
+        p.facts.connectionLost = true;
+}
+
+void KLumoCallConsole::filterMethods(const QString &text)
+{
+    for (int i = 0; i < m_methods->count(); ++i) {
+        QListWidgetItem *item = m_methods->item(i);
+        item->setHidden(!item->text().contains(text, Qt::CaseInsensitive));
+    }
+}
+
+bool KLumoCallConsole::selectMethod(const QString &name)
+{
+    const QList<QListWidgetItem *> found = m_methods->findItems(name, Qt::MatchExactly);
+    if (found.isEmpty())
+        return false;
+    m_methods->setCurrentItem(found.first());
+    showMethod();
+    return true;
+}
+
+void KLumoCallConsole::showMethod()
+{
+    const QListWidgetItem *item = m_methods->currentItem();
+    if (!item)
+        return;
+    if (item->text() == GenericRoute) {
+        m_description->setPlainText(
+            QString::fromStdString(KLumoMethodCatalog::describe({&asynCall(), -1}))
+            + tr("\nCalled through LumoIpcAsynCall; the result is a string map."));
+        // The arguments by their names in the interface.
+        KLumoJsonValue sample = KLumoJsonValue::object();
+        sample.insert(jsonschema::fields[asynCall().firstArg].name, "getLoginInfo");
+        sample.insert(jsonschema::fields[asynCall().firstArg + 1].name, KLumoJsonValue::array());
+        m_editor->setPlainText(QString::fromStdString(sample.serialize(2)));
+        return;
+    }
+    const KLumoMethodCatalog::Entry entry = KLumoMethodCatalog::lookup(item->text().toStdString());
+    m_description->setPlainText(QString::fromStdString(KLumoMethodCatalog::describe(entry)));
+    const int type = KLumoMethodCatalog::exampleType(entry);
+    m_editor->setPlainText(QString::fromStdString(
+        (type >= 0 ? KLumoJsonSample::value(type) : KLumoJsonValue()).serialize(2)));
+}
+
+bool KLumoCallConsole::send()
+{
+    const QListWidgetItem *item = m_methods->currentItem();
+    if (!item)
+        return false;
+    const QString name = item->text();
+    Pending p;
+    p.generic = name == GenericRoute;
+    QString id;
+    KLumoJsonValue json;
+    try {
+        if (p.generic) {
+            if (!m_editor->parse({}, &json))
+                return false;
+            KLumoJsonMessage::encodeCall(asynCall(), json); // checks it
+            const KLumoJsonValue *method = json.find(jsonschema::fields[asynCall().firstArg].name);
+            const KLumoJsonValue *params =
+                json.find(jsonschema::fields[asynCall().firstArg + 1].name);
+            QStringList list;
+            for (const KLumoJsonValue &v : params ? params->elements() : KLumoJsonValue::Array())
+                list << QString::fromStdString(v.toString());
+            p.method = QString::fromStdString(method ? method->toString() : "");
+            p.exceptionPrefix = QStringLiteral("Exception on asynCall");
+            p.clock.start();
+            id = LumoIpcAsynCall(p.method, list, m_receiver.get(), QStringLiteral("onGeneric"));
+        } else {
+            const KLumoCtlMethod *method = KLumoMethodCatalog::find(name);
+            const jsonschema::Method *m =
+                KLumoJsonSchemaIndex::method("KLumoServices", method->method);
+            if (!m_editor->parse(jsonschema::fields[m->firstArg].name, &json))
+                return false;
+            const KLumoCtlArgument arg(method->method, method->argType, json);
+            p.method = name;
+            p.exceptionPrefix = QLatin1String(method->exceptionText);
+            p.clock.start();
+            // The dispatcher copies the argument before this returns.
+            id = LumoIpcAsynCallEx(name, arg.argument(), m_receiver.get(),
+                                   QStringLiteral("onResult"));
+        }
+    } catch (const KLumoJsonError &e) {
+        m_editor->showError(QString::fromUtf8(e.what()), e.path());
+        return false;
+    }
+
+    p.facts.connectedAtSend = m_connected;
+    p.row = m_history->rowCount();
+    auto *method = new QStandardItem(p.method);
+    method->setData(m_editor->toPlainText(), ArgumentRole);
+    method->setData(name, KindRole);
+    m_history->appendRow(
+        {new QStandardItem(QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"))), method,
+         new QStandardItem(tr("waiting")), new QStandardItem});
+    m_historyView->scrollToBottom();
+    m_outcome->setText(tr("%1: waiting for the result").arg(p.method));
+    m_result->clear();
+    if (id.isEmpty()) {
+        // The library does not run: nothing will be delivered.
+        m_pending.insert(QString(), p);
+        onResult(QString());
+        return true;
+    }
+    m_pending.insert(id, p);
+    return true;
+}
+
+void KLumoCallConsole::onResult(const QString &requestId)
+{
+    if (!m_pending.contains(requestId))
+        return;
+    Pending p = m_pending.take(requestId);
+    KLumoCtlReceiverBase::Result result;
+    if (!requestId.isEmpty())
+        result = m_receiver->take(requestId);
+    p.facts.ok = result.ok;
+    const KLumoJsonValue *error = p.generic ? result.value.find("error") : nullptr;
+    if (error && !result.ok)
+        p.facts.genericError = QString::fromStdString(error->toString());
+    const KLumoCallOutcome outcome = KLumoCallOutcome::classify(p.facts);
+    const qint64 ms = p.clock.elapsed();
+    m_history->item(p.row, Outcome)->setText(outcome.text);
+    m_history->item(p.row, Outcome)->setData(int(outcome.kind), KindRole);
+    m_history->item(p.row, Milliseconds)->setText(QString::number(ms));
+    m_history->item(p.row, Method)
+        ->setData(QString::fromStdString(result.value.serialize(2)), ResultRole);
+    // The call that ended is the one shown.
+    m_historyView->selectRow(p.row);
+    showHistoryRow(p.row);
+    Q_EMIT callEnded(p.row);
+}
+
+void KLumoCallConsole::onException(const QString &line)
+{
+    // The oldest waiting call whose log text the line starts with; of two
+    // texts that both fit (remove, removeAll), the longer.
+    Pending *match = nullptr;
+    for (Pending &p : m_pending) {
+        if (!p.facts.exception.isEmpty() || !line.startsWith(p.exceptionPrefix))
+            continue;
+        if (!match || p.exceptionPrefix.size() > match->exceptionPrefix.size()
+            || (p.exceptionPrefix.size() == match->exceptionPrefix.size() && p.row < match->row))
+            match = &p;
+    }
+    if (!match)
+        return;
+    match->facts.exception = line.mid(match->exceptionPrefix.size()).trimmed();
+    m_history->item(match->row, Outcome)
+        ->setText(tr("the service failed it: %1 (the library ends the call at expiry)")
+                      .arg(match->facts.exception));
+}
+
+void KLumoCallConsole::showHistoryRow(int row)
+{
+    if (row < 0 || row >= m_history->rowCount())
+        return;
+    const QStandardItem *method = m_history->item(row, Method);
+    const QString ms = m_history->item(row, Milliseconds)->text();
+    m_outcome->setText(ms.isEmpty()
+                           ? tr("%1: waiting for the result").arg(method->text())
+                           : tr("%1: %2 after %3 ms")
+                                 .arg(method->text(), m_history->item(row, Outcome)->text(), ms));
+    m_result->setPlainText(method->data(ResultRole).toString());
+}
+
+void KLumoCallConsole::rerun(int row)
+{
+    const QStandardItem *method = m_history->item(row, Method);
+    if (!method || !selectMethod(method->data(KindRole).toString()))
+        return;
+    m_editor->setPlainText(method->data(ArgumentRole).toString());
+    send();
+}
+
+QString KLumoCallConsole::resultText() const
+{
+    return m_result->toPlainText();
+}
+
+QString KLumoCallConsole::outcomeText() const
+{
+    return m_outcome->text();
+}
+
+} // namespace ofx::lumo

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QString>
+
+namespace ofx::lumo {
+
+/**
+ * How a call ended, told from what a host can see: the result's success
+ * flag, the connection signals around the call, the generic route's error
+ * value, and the library's log line for an exception the service answered
+ * with. The one place the call console decides it.
+ *
+ * A value type; any thread.
+ */
+class KLumoCallOutcome
+{
+public:
+    enum Kind { Pending, Answered, Failed, Expired, NotConnected };
+    struct Facts
+    {
+        bool ok = false;
+        bool connectedAtSend = false;
+        bool connectionLost = false; // between sending and the end
+        QString exception; // the service's exception, as the library logged it
+        QString genericError; // the generic route's "error": connectError, waitReadError
+    };
+
+    static KLumoCallOutcome classify(const Facts &facts);
+
+    Kind kind = Pending;
+    QString text; // "answered", "failed: locked", ...
+};
+
+} // namespace ofx::lumo
