@@ -1,4 +1,5 @@
 #include "emulatorprocess.h"
+#include "framedpeer.h"
 #include "klumojsonsample.h"
 #include "klumojsonschemaindex.h"
 #include "lumotestenv.h"
@@ -30,6 +31,8 @@ class TestSystemCalls : public QObject
 private Q_SLOTS:
     void everyDispatchedMethodThroughLumoctl();
     void everyNotificationThroughMonitor();
+    void lumoctlSaysWhyACallFailed_data();
+    void lumoctlSaysWhyACallFailed();
 };
 
 // Each dispatched method once, through the real processes: lumoctl (on the
@@ -215,6 +218,56 @@ void TestSystemCalls::everyNotificationThroughMonitor()
         }
     }
     QVERIFY(forwarded >= 20);
+}
+
+// A failed call, by the way it failed: lumoctl's exit status and words, from
+// what the library reports. A reply that does not decode comes from a peer in
+// this process, the rest from the emulator.
+void TestSystemCalls::lumoctlSaysWhyACallFailed_data()
+{
+    QTest::addColumn<QByteArray>("behaviour"); // the emulator's for remove; empty: none runs
+    QTest::addColumn<QByteArray>("peerReply"); // what a peer answers instead
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("said");
+    QTest::addRow("no service") << QByteArray() << QByteArray() << 3
+                                << "no service answers on " + lumotest::serviceName();
+    QTest::addRow("exception") << QByteArray(R"({"fail":"the file is locked"})") << QByteArray()
+                               << 4
+                               << "remove failed: the service answered with an exception: the "
+                                  "file is locked";
+    QTest::addRow("undecodable") << QByteArray() << QByteArray("not a Thrift message") << 5
+                                 << "remove failed: the reply could not be decoded: Bad protocol "
+                                    "identifier";
+    QTest::addRow("no reply") << QByteArray(R"({"noReply":true})") << QByteArray() << 6
+                              << "remove failed: no reply within the call expiry";
+}
+
+void TestSystemCalls::lumoctlSaysWhyACallFailed()
+{
+    QFETCH(QByteArray, behaviour);
+    QFETCH(QByteArray, peerReply);
+    QFETCH(int, exitCode);
+    QFETCH(QString, said);
+    EmulatorProcess emulator;
+    lumotest::FramedPeer peer;
+    if (!behaviour.isEmpty()) {
+        QVERIFY(emulator.start());
+        QVERIFY(emulator.ok(R"({"cmd":"reply","method":"remove","behaviour":)" + behaviour + "}"));
+    } else if (!peerReply.isEmpty()) {
+        peer.setResponder([&](const lumotest::FramedPeer::Frame &) { return peerReply; });
+        QVERIFY(peer.listen(lumotest::serviceName()));
+    }
+    QProcess lumoctl;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("LUMOIPC_CALL_EXPIRY_MS", QString::number(300 * lumotest::timeScale()));
+    lumoctl.setProcessEnvironment(env);
+    lumoctl.start(QStringLiteral(LUMOCTL_BIN), {"call", "remove", "--wait", "1"});
+    // The peer answers from this thread's event loop.
+    QTRY_COMPARE_WITH_TIMEOUT(lumoctl.state(), QProcess::NotRunning, 20000 * lumotest::timeScale());
+    const QString err = QString::fromUtf8(lumoctl.readAllStandardError());
+    QVERIFY2(err.startsWith("lumoctl: " + said), qPrintable(err));
+    QCOMPARE(lumoctl.exitCode(), exitCode);
+    QCOMPARE(lumoctl.readAllStandardOutput(), QByteArray());
 }
 
 LUMO_TEST_MAIN(TestSystemCalls)
