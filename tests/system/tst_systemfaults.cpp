@@ -50,6 +50,7 @@ public Q_SLOTS:
         QVERIFY2(!results.contains(requestId), "a call answered twice");
         results.insert(requestId, ok ? "ok " + QString::fromStdString(value.folderId) : "failed");
     }
+    void freeLibrary() { LumoIpcFree(); }
 };
 
 // The library as a host application links it (the shared object alone),
@@ -177,6 +178,12 @@ void TestSystemFaults::documentedNamesOnTheWire()
     QTRY_COMPARE(broadcast.count(), 1);
     QCOMPARE(broadcast.at(0).at(0).toString(), QStringLiteral("act=broadcast&a=1"));
     QCOMPARE(folder.count(), 1);
+    // A host may free the library from the first of the signals one message raises.
+    Receiver host;
+    connect(events, SIGNAL(signal_roamingChange(QString)), &host, SLOT(freeLibrary()));
+    QVERIFY(emulator.ok(R"({"cmd":"push","name":"notifyBroadcastLocalMsg","arg":)"
+                        R"("act=roamingChange&roamingChangeTag=t"})"));
+    QTRY_VERIFY(!LumoIpcEventObject());
 }
 
 // Two applications named "ofxoffice" lose the service at once; each applies
