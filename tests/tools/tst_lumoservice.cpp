@@ -1,7 +1,6 @@
 #include "emulatorprocess.h"
 #include "klumojsoncodec.h"
 #include "klumojsonmessage.h"
-#include "klumojsonsample.h"
 #include "lumotestenv.h"
 #include "thriftcodec.h"
 
@@ -88,44 +87,9 @@ class TestLumoService : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void answersEveryMethod();
     void controlCommands();
     void lumoctlWaitsForEvents();
 };
-
-// Every request method with sample arguments over a real socket, answered
-// with a sample result from the scenario (void ones by default).
-void TestLumoService::answersEveryMethod()
-{
-    const jsonschema::Service *svc = KLumoJsonSchemaIndex::service("KLumoServices");
-    const jsonschema::Method *const first = &jsonschema::methods[svc->firstMethod];
-    KLumoJsonValue replies = KLumoJsonValue::object();
-    for (const jsonschema::Method *m = first; m < first + svc->methodCount; ++m) {
-        KLumoJsonValue behaviour = KLumoJsonValue::object();
-        behaviour.insert("reply", KLumoJsonSample::value(m->result, int(m - first)));
-        if (!m->oneway && !behaviour.find("reply")->isNull())
-            replies.insert(m->name, behaviour);
-    }
-    EmulatorProcess emulator;
-    QVERIFY(emulator.start(
-        {"--scenario", writeFile(("{\"methods\":" + replies.serialize() + "}").c_str())}));
-    RawClient c;
-    for (const jsonschema::Method *m = first; m < first + svc->methodCount; ++m) {
-        KLumoJsonValue args = KLumoJsonValue::object();
-        for (int a = m->firstArg; a < m->firstArg + m->argCount; ++a)
-            args.insert(jsonschema::fields[a].name,
-                        KLumoJsonSample::value(jsonschema::fields[a].type, a));
-        c.send(quint32(m - first + 1), KLumoJsonMessage::encodeCall(*m, args));
-        if (m->oneway)
-            continue; // no reply: the next frame must answer the next call
-        const QByteArray body = c.next(quint32(m - first + 1));
-        QVERIFY2(!body.isEmpty(), m->name);
-        const KLumoJsonMessage::Reply reply = KLumoJsonMessage::decodeReply(*m, body.toStdString());
-        QVERIFY2(!reply.exception && reply.hasValue, m->name);
-        QCOMPARE(reply.value.serialize(),
-                 KLumoJsonSample::value(m->result, int(m - first)).serialize());
-    }
-}
 
 // One emulator session: it holds the service's locks and refuses a second
 // service or a scenario that does not fit; control commands shape replies,
@@ -211,16 +175,34 @@ void TestLumoService::lumoctlWaitsForEvents()
     QVERIFY2(status.contains(R"("logined":true)") && status.contains(R"("userId":"u7")"),
              status.constData());
     QTRY_COMPARE(clients(emulator, R"({"cmd":"status"})"), 0); // those runs have gone
+    // monitor prints each kind of argument the event object's signals carry.
+    const QByteArray pushes[][2] = {
+        {R"("notifyFileAction","arg":{"fileId":"f9"})",
+         R"({"signal":"signal_notifyFileAction","args":[{"action":0,"fileId":"f9",)"},
+        {R"("notifyNewMsgList","arg":["a","b"])",
+         R"({"signal":"signal_notifyNewMsgList","args":[["a","b"]]})"},
+        {R"("notifyRecentFileStateChanged","arg":[{"id":"c1"}])",
+         R"({"signal":"signal_notifyRecentFileStateChanged","args":[[{"groupId":"","parentId":"","id":"c1",)"},
+        {R"("notifyDocCollaborativeStatus","arg":{"fileId":"d1","collaborativeStatus":1,"collaboratorNum":3})",
+         R"({"signal":"signal_docCollaborativeStatus","args":["d1",true,3]})"},
+        {R"("notifyActionsMap","arg":{"nActionType":1,"mapArgs":{"k":"v"}})",
+         R"({"signal":"signal_notifyActionsMapForShareFile","args":[{"k":"v"}]})"}};
     QProcess monitor;
-    monitor.start(
-        LUMOCTL_BIN,
-        {"monitor", "--count", "1", "--timeout", "60", "--signal", "signal_notifyFileAction"});
+    monitor.start(LUMOCTL_BIN,
+                  {"monitor", "--count", "5", "--timeout", "60", "--signal",
+                   "signal_notifyFileAction", "--signal", "signal_notifyNewMsgList", "--signal",
+                   "signal_notifyRecentFileStateChanged", "--signal",
+                   "signal_docCollaborativeStatus", "--signal",
+                   "signal_notifyActionsMapForShareFile"});
     QTRY_COMPARE_WITH_TIMEOUT(clients(emulator, R"({"cmd":"status"})"), 1,
                               20000 * lumotest::timeScale());
-    QCOMPARE(clients(emulator, R"({"cmd":"push","name":"notifyFileAction"})"), 1);
+    for (const auto &push : pushes)
+        QCOMPARE(clients(emulator, R"({"cmd":"push","name":)" + push[0] + "}"), 1);
     QVERIFY(monitor.waitForFinished(10000 * lumotest::timeScale()));
     QCOMPARE(monitor.exitCode(), 0);
-    QVERIFY(monitor.readAllStandardOutput().startsWith(R"({"signal":"signal_notifyFileAction")"));
+    const QList<QByteArray> lines = monitor.readAllStandardOutput().split('\n');
+    for (int i = 0; i < 5; ++i)
+        QVERIFY2(lines.value(i).startsWith(pushes[i][1]), lines.value(i).constData());
 }
 
 LUMO_TEST_MAIN(TestLumoService)
