@@ -3,15 +3,11 @@
 
 #include "ipc/lumoipc.h"
 
-#include <lumo_types.h>
-
 #include <QtTest>
 
 #include <csignal>
 
 using lumotest::EmulatorProcess;
-using ofx::lumo::CreateFolderArg;
-using ofx::lumo::CreateFolderResult;
 
 namespace {
 
@@ -37,19 +33,11 @@ QByteArray readFile(const QString &path)
 
 } // namespace
 
-// The host application's receiver: result slots as a host writes them.
+// A host that frees the library from a slot.
 class Receiver : public QObject
 {
     Q_OBJECT
-public:
-    QMap<QString, QString> results; // request id -> "ok <folderId>" or "failed"
-
 public Q_SLOTS:
-    void onResult(bool ok, const QString &requestId, const CreateFolderResult &value)
-    {
-        QVERIFY2(!results.contains(requestId), "a call answered twice");
-        results.insert(requestId, ok ? "ok " + QString::fromStdString(value.folderId) : "failed");
-    }
     void freeLibrary() { LumoIpcFree(); }
 };
 
@@ -59,31 +47,15 @@ class TestSystemFaults : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
     void cleanup();
     void autologinStartsTheServiceThroughTheLauncher();
-    void callOutcomes_data();
-    void callOutcomes();
     void documentedNamesOnTheWire();
     void twoMainApplicationsRaceToRestartTheService();
 
 private:
     // Starts the library and waits until it is connected and sees the login.
     bool connectHost();
-    QString issue(Receiver &r, const QString &folderName)
-    {
-        CreateFolderArg arg;
-        arg.folderName = folderName.toStdString();
-        return LumoIpcAsynCallEx(QStringLiteral("createFolder"), Q_ARG(CreateFolderArg, arg), &r,
-                                 QStringLiteral("onResult"));
-    }
 };
-
-void TestSystemFaults::initTestCase()
-{
-    // Failed and stranded calls end at the dispatcher's expiry; keep it short.
-    qputenv("LUMOIPC_CALL_EXPIRY_MS", "2000");
-}
 
 void TestSystemFaults::cleanup()
 {
@@ -123,41 +95,6 @@ void TestSystemFaults::autologinStartsTheServiceThroughTheLauncher()
     QCOMPARE(LumoIpcLoginCache().userId, QStringLiteral("10001"));
     QCOMPARE(readFile(argvFile), QByteArray("/lumodesk\n/start_from=lumoipc\nautologin\n"));
     QVERIFY(LumoIpcCheckAutoLogin()); // with the service running, nothing more starts
-}
-
-// What the host's slot sees of a call, by what the service does with it.
-void TestSystemFaults::callOutcomes_data()
-{
-    QTest::addColumn<QByteArray>("behaviour"); // the emulator's, for createFolder
-    QTest::addColumn<bool>("cancel");
-    QTest::addColumn<QString>("outcome");
-    QTest::addRow("answered") << QByteArray(R"({"reply":{"folderId":"f1"}})") << false << "ok f1";
-    QTest::addRow("failed by the service")
-        << QByteArray(R"({"fail":"locked"})") << false << "failed";
-    QTest::addRow("never answered: expires")
-        << QByteArray(R"({"noReply":true})") << false << "failed";
-    QTest::addRow("cancelled") << QByteArray(R"({"delayMs":300})") << true << "none";
-}
-
-void TestSystemFaults::callOutcomes()
-{
-    QFETCH(QByteArray, behaviour);
-    QFETCH(bool, cancel);
-    QFETCH(QString, outcome);
-    EmulatorProcess emulator;
-    QVERIFY(emulator.start({"autologin"}));
-    QVERIFY(connectHost());
-    QVERIFY(
-        emulator.ok(R"({"cmd":"reply","method":"createFolder","behaviour":)" + behaviour + "}"));
-    Receiver r;
-    const QString id = issue(r, QStringLiteral("first"));
-    QCOMPARE(id.size(), 32);
-    if (cancel)
-        QVERIFY(LumoIpcCancelCall(id));
-    // A second call, answered or ended after the first, bounds the wait.
-    const QString later = issue(r, QStringLiteral("second"));
-    QTRY_VERIFY_WITH_TIMEOUT(r.results.contains(later), 10000);
-    QCOMPARE(r.results.value(id, QStringLiteral("none")), outcome);
 }
 
 // A host connects by the documented names, odd spellings included, and the
