@@ -7,10 +7,12 @@
 #include "klumoctltrace.h"
 #include "lumoctl_dispatch.h"
 
+#include "dispatch/klumoipchandler.h"
 #include "ipc/lumoipc.h"
 #include "transport/kxlocalservernames.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileSystemWatcher>
 #include <QLoggingCategory>
@@ -99,6 +101,14 @@ const QRegularExpression ReplyFailure(
                    "not be decoded): (.*)$")
         .arg(QLatin1String(ServiceExceptionWords)),
     QRegularExpression::DotMatchesEverythingOption);
+// The library's call expiry: a call that failed sooner did not expire.
+int callExpiryMs()
+{
+    bool ok = false;
+    const int ms = qEnvironmentVariableIntValue("LUMOIPC_CALL_EXPIRY_MS", &ok);
+    return ok && ms > 0 ? ms : ofx::lumoipc::KLumoIpcHandler::DefaultExpiryMs;
+}
+
 QLoggingCategory::CategoryFilter s_previousFilter = nullptr;
 void keepDispatcherLines(QLoggingCategory *category)
 {
@@ -327,6 +337,8 @@ int KLumoCtl::runCall(const QString &name, const KLumoCtlOptions::Call &opts,
 {
     if (!requireService(opts.wait))
         return NoConnection;
+    QElapsedTimer elapsed;
+    elapsed.start();
     const QString id = send();
     if (id.isEmpty()) {
         fail(QStringLiteral("the library did not accept the call"));
@@ -352,7 +364,7 @@ int KLumoCtl::runCall(const QString &name, const KLumoCtlOptions::Call &opts,
         KLumoCtlConsole::print(result.value, opts.pretty);
         return Success;
     }
-    if (m_disconnected || !m_connected) {
+    if (m_disconnected || !m_connected || elapsed.elapsed() < callExpiryMs()) {
         fail(name + QLatin1String(" failed: the connection to the service was lost"));
         return NoConnection;
     }
