@@ -108,6 +108,8 @@ void TestKLumoJsonCodec::errorsNameTheField_data()
     QTest::addRow("map value type")
         << "createFolder" << QByteArray(R"({"arg":{"extraParam":{"a":1}}})")
         << "arg.extraParam[\"a\"]: expected string, got integer";
+    QTest::addRow("duplicate key")
+        << "showBubble" << QByteArray(R"({"text":"a","text":"b"})") << "text: field given twice";
     QTest::addRow("i32 overflow") << "getRecentRoamingFiles"
                                   << QByteArray(R"({"arg":{"count":2147483648}})")
                                   << "arg.count: 2147483648 is out of range for i32";

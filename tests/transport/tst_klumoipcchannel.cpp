@@ -268,8 +268,11 @@ private Q_SLOTS:
         QCOMPARE(b.received, QByteArray("for b"));
         peer.sendFrame(0, "x");
         QTRY_COMPARE(processor->bodies, (QList<QByteArray> {"n1", "n2", "", "x"}));
-        // A notification for a processor that is gone is read and dropped.
+        // The channel holds the processor weakly: a notification for one that
+        // is gone is read and dropped.
+        const std::weak_ptr<Processor> held = processor;
         processor.reset();
+        QVERIFY(held.expired());
         peer.sendFrame(0, "dropped");
         QTRY_COMPARE(d(channel)->frameCount, 7u);
         QVERIFY(channel.isConnected());
