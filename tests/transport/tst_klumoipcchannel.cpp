@@ -161,6 +161,10 @@ private Q_SLOTS:
         QTest::ignoreMessage(QtInfoMsg, "onError ServerNotFoundError");
         QTest::ignoreMessage(QtInfoMsg, "Server is not connected");
         QVERIFY(!channel.connectToServer(QStringLiteral("tst_channel_nobody_listens")));
+        Call early; // not connected: completes at once, with an empty reply
+        QTest::ignoreMessage(QtInfoMsg, "On sendAndRecvMessage");
+        early.start(channel, "x");
+        QVERIFY(early.completions == 1 && early.received.isEmpty());
 
         FramedPeer peer;
         QTest::ignoreMessage(QtInfoMsg, "Server is to close");
