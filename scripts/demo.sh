@@ -70,7 +70,6 @@ show "$lumoctl" generic getSkinInfo dark
 
 step "A failing call: exit status and reason"
 show "$service" ctl reply remove '{"fail":"the file is locked"}'
-export LUMOIPC_CALL_EXPIRY_MS=1500   # keep the demo short: failed calls end at expiry
 set +e
 "$lumoctl" call remove '{"fileId":"42"}' >/dev/null 2>"$root/err.txt"
 rc=$?

@@ -206,8 +206,8 @@ public:
 // Small frames arrive as notifications, large ones as replies to waiting calls
 // that share one receive buffer, the way the generated client does. For
 // replies, one extra frame goes first and the clock starts when it is in: the
-// client's receive buffer is long-lived, so the steady state is the one that
-// counts (fresh memory costs a page fault per 4 KiB on these machines).
+// reader keeps a large reply's memory for the next, so the steady state is the
+// one that counts (fresh memory costs a page fault per 4 KiB on these machines).
 double channelRead(const Stream &s, double *copiedPerPayload)
 {
     const std::string path = socketPath();
@@ -263,17 +263,20 @@ double channelRead(const Stream &s, double *copiedPerPayload)
 
 const char *g_only = nullptr;
 
+// For replies, "raw" reads into a buffer of the frame's size, as the channel
+// must; the read into a 256 KiB buffer, which stays in the cache, is shown
+// beside it. For small frames both are the 256 KiB read.
 void report(const char *name, const Stream &s, int reps)
 {
     if (g_only && !std::strstr(name, g_only))
         return;
-    double raw = 0, rawBig = 0, plain = 0, chan = 0, copied = 0;
+    const bool replies = s.body.size() >= 4096;
+    double raw = 0, raw256k = 0, plain = 0, chan = 0, copied = 0;
     for (int r = 0; r < reps; ++r) { // best of reps: the machine is shared
         // LUMO_BENCH_CHANNEL_ONLY=1 skips the baselines, for profiling.
         if (!qEnvironmentVariableIsSet("LUMO_BENCH_CHANNEL_ONLY")) {
-            raw = std::max(raw, rawRead(s));
-            if (s.body.size() >= 4096)
-                rawBig = std::max(rawBig, rawRead(s, true));
+            raw256k = std::max(raw256k, rawRead(s));
+            raw = replies ? std::max(raw, rawRead(s, true)) : raw256k;
             plain = std::max(plain, plainParser(s));
         }
         double c = 0;
@@ -284,9 +287,9 @@ void report(const char *name, const Stream &s, int reps)
     std::printf("%-30s raw %5.2f GiB/s  plain %5.2f GiB/s  channel %5.2f GiB/s  "
                 "channel/raw %4.2f  channel/plain %5.2f  copied/payload %4.2f",
                 name, raw / gib, plain / gib, chan / gib, chan / raw, chan / plain, copied);
-    if (rawBig > 0)
-        std::printf("  (raw into frame-sized buffer %5.2f GiB/s, channel/that %4.2f)", rawBig / gib,
-                    chan / rawBig);
+    if (replies)
+        std::printf("  (raw into 256 KiB %5.2f GiB/s, channel/that %4.2f)", raw256k / gib,
+                    chan / raw256k);
     std::printf("\n");
     std::fflush(stdout);
 }

@@ -13,6 +13,7 @@
 #include <QMetaMethod>
 #include <QTimer>
 
+#include <thrift/TApplicationException.h>
 #include <thrift/async/TAsyncChannel.h>
 #include <thrift/transport/TBufferTransports.h>
 
@@ -25,6 +26,7 @@ using ofx::lumo::KLumoQueuedCall;
 namespace tsan = ofx::lumo::tsan;
 using Client = KLumoIpcHandlerPrivate::Client;
 using Cob = std::function<void(Client *)>;
+using apache::thrift::TApplicationException;
 
 // What a completion callback needs to end its call; copied into the callback.
 struct KLumoIpcHandlerPrivate::Call
@@ -78,7 +80,28 @@ struct ClientInput : Client
     {
         return (client.*&ClientInput::itrans_)->available_read() == 0;
     }
+    // Whether the reply waiting there is the service's exception: the compact
+    // header's second byte holds the message type in its top three bits.
+    static bool isException(Client &client)
+    {
+        uint8_t *at = nullptr;
+        uint32_t len = 0;
+        (client.*&ClientInput::itrans_)->getBuffer(&at, &len);
+        return len >= 2 && (at[1] >> 5) == apache::thrift::protocol::T_EXCEPTION;
+    }
 };
+
+// Says which way a reply failed, with the request id, so that a host (lumoctl)
+// can tell the service's exception from a reply it could not read.
+void logReplyFailure(const QString &method, const QString &requestId, bool fromService,
+                     const std::exception &e)
+{
+    const QString how = fromService ? QStringLiteral("the service answered with an exception")
+                                    : QStringLiteral("the reply could not be decoded");
+    ofx::lumo::log::info(lcLumoIpc(),
+                         QStringLiteral("KLumoIpcHandlerPrivate: %1 (request %2): %3: %4")
+                             .arg(method, requestId, how, QString::fromUtf8(e.what())));
+}
 
 int expiryFromEnvironment()
 {
@@ -212,6 +235,7 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
         // reply (not connected, or the write failed): the receive below fails and
         // is logged like any other, and the call ends now instead of expiring.
         const bool noReply = ClientInput::isEmpty(*client);
+        const bool exception = ClientInput::isException(*client);
         try {
             results->deliver(call.receiver, call.slotMethod, call.requestId, true,
                              std::shared_ptr<void>(receive(*client), destroy), typeName);
@@ -221,6 +245,9 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
             if (noReply)
                 results->deliver(call.receiver, call.slotMethod, call.requestId, false, closed,
                                  typeName);
+            else
+                logReplyFailure(call.method, call.requestId,
+                                exception && dynamic_cast<const TApplicationException *>(&e), e);
         }
     };
 

@@ -94,10 +94,13 @@ void KLumoFrameReader::startDirect(const frame::Header &h)
     if (!m_pSink->awaitsReply(h.seqId))
         return; // left to the complete-frame checks
     const quint32 have = m_buffer.size() - frame::HeaderSize;
-    std::unique_ptr<KLumoReplyBuffer> body;
+    std::unique_ptr<KLumoReplyBuffer> body = std::move(m_spare);
     try {
         // Grows with what arrives, not with what the header claims.
-        body = std::make_unique<KLumoReplyBuffer>(qMax<quint32>(have, 4096));
+        if (body)
+            body->resetBuffer();
+        else
+            body = std::make_unique<KLumoReplyBuffer>(qMax<quint32>(have, 4096));
         std::memcpy(body->getWritePtr(have), m_buffer.data() + frame::HeaderSize, have);
         body->wroteBytes(have);
     } catch (const std::exception &) {
@@ -118,7 +121,7 @@ void KLumoFrameReader::finishDirect()
     const quint32 id = m_direct.seqId;
     const quint32 length = m_direct.length;
     // Held here: the sink may reset the reader, or destroy it, meanwhile.
-    const std::unique_ptr<KLumoReplyBuffer> body = std::move(m_direct.body);
+    std::unique_ptr<KLumoReplyBuffer> body = std::move(m_direct.body);
     if (KLumoCaptureWriter::isActive()) {
         uint8_t *bytes = nullptr;
         uint32_t have = 0;
@@ -128,7 +131,15 @@ void KLumoFrameReader::finishDirect()
                                    reinterpret_cast<const char *>(bytes), qMin(have, length));
     }
     m_direct = Direct();
-    if (const int broken = m_pSink->onStreamedReply(id, *body))
+    QPointer<QObject> alive(m_pLifetime);
+    const int broken = m_pSink->onStreamedReply(id, *body);
+    if (!alive)
+        return;
+    // Its callback has returned: the memory, warm now, takes the next large
+    // reply (unless one came while it ran and has memory of its own).
+    if (!m_spare)
+        m_spare = std::move(body);
+    if (broken)
         violation(QStringLiteral("!!onRecvData %1").arg(broken));
 }
 

@@ -95,6 +95,8 @@ private:
         quint32 length = 0;
         frame::Header header {}; // as received, for the capture
     } m_direct;
+    // The memory of the last large reply, for the next one.
+    std::unique_ptr<KLumoReplyBuffer> m_spare;
 };
 
 } // namespace ofx::lumo

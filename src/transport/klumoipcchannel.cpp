@@ -57,7 +57,8 @@ void fillReceiveBuffer(TMemoryBuffer *buf, const char *data, quint32 len)
     try {
         buf->write(reinterpret_cast<const uint8_t *>(data), len);
     } catch (const std::exception &) {
-        // A buffer that only observes foreign memory cannot be written to.
+        // A buffer that only observes foreign memory (the last large reply's)
+        // cannot be written to.
         buf->resetBuffer(reinterpret_cast<uint8_t *>(const_cast<char *>(data)), len,
                          TMemoryBuffer::COPY);
     }
@@ -180,7 +181,7 @@ int KLumoIpcChannelPrivate::onStreamedReply(quint32 id, KLumoReplyBuffer &body)
     return deliverReply(id, [&body](TMemoryBuffer *target) {
         const quint32 len = body.available_read();
         clearReceiveBuffer(target);
-        body.moveInto(*target);
+        body.lendTo(*target);
         limitToFrame(target, len);
     });
 }

@@ -27,7 +27,12 @@ using namespace ofx::lumo;
 KxQtLocalSocket::KxQtLocalSocket(IKxLocalSocketNotify *sink)
     : KxLocalSocketBase(sink)
     , m_pSocket(new QLocalSocket)
-{ }
+{
+    // Qt reads ahead into a buffer of its own before it says readyRead; kept
+    // small, most of a large reply goes from the kernel straight into the
+    // frame reader's memory instead of being copied twice (readInto()).
+    m_pSocket->setReadBufferSize(64 * 1024);
+}
 
 KxQtLocalSocket::~KxQtLocalSocket()
 {

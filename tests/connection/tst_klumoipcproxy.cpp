@@ -150,18 +150,6 @@ private Q_SLOTS:
         QTRY_COMPARE(results.oks, QList<bool>({passes, true}));
     }
 
-    // Fast mode lasts 21 intervals, then polling is back to normal.
-    void fastIntervalRule()
-    {
-        QTest::ignoreMessage(QtInfoMsg, FastOn);
-        QTest::ignoreMessage(QtInfoMsg, FastOff);
-        KLumoIpcProxy::setFastConnectMode(true);
-        QList<int> intervals;
-        while (intervals.size() < 23)
-            intervals << KLumoIpcProxy::nextPollInterval();
-        QCOMPARE(intervals, QVector<int>(21, 10).toList() + QList<int>({50, 50}));
-    }
-
     // The service appears later: a polling tick connects. It drops the
     // connection: the channel's own notification reconnects.
     void connectsWhenTheServiceAppearsAndReconnects()

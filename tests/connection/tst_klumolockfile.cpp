@@ -47,16 +47,10 @@ private Q_SLOTS:
 
     // The restart lock excludes other processes and other lock objects of this
     // one; closing another descriptor of the file neither drops nor hides it.
+    // (Held by another process: the fault test's restart race.)
     void restartLockBetweenProcesses()
     {
         const QString key = QLatin1String(RestartLock);
-        {
-            LockHelper other({"fcntl", lockPath(RestartLock)});
-            QCOMPARE(other.firstLine(), QStringLiteral("locked"));
-            KLumoLockFile mine(key);
-            QVERIFY(!mine.tryLock());
-            QVERIFY(mine.anotherHolds());
-        }
         KLumoLockFile mine(key);
         QVERIFY(mine.tryLock());
         QVERIFY(!KLumoLockFile(key).tryLock());

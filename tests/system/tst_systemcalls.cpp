@@ -1,9 +1,9 @@
 #include "emulatorprocess.h"
+#include "framedpeer.h"
 #include "klumojsonsample.h"
 #include "klumojsonschemaindex.h"
 #include "lumotestenv.h"
 
-#include <QRegularExpression>
 #include <QtTest>
 
 using namespace ofx::lumo;
@@ -29,7 +29,8 @@ class TestSystemCalls : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void everyDispatchedMethodThroughLumoctl();
-    void everyNotificationThroughMonitor();
+    void lumoctlSaysWhyACallFailed_data();
+    void lumoctlSaysWhyACallFailed();
 };
 
 // Each dispatched method once, through the real processes: lumoctl (on the
@@ -119,102 +120,54 @@ void TestSystemCalls::everyDispatchedMethodThroughLumoctl()
     }
 }
 
-// Each notification once: pushed by the emulator, decoded by the library,
-// printed by lumoctl monitor. A marker after each one attributes the signals.
-// The notification table says which reach the host unchanged and which are dropped.
-void TestSystemCalls::everyNotificationThroughMonitor()
+// A failed call, by the way it failed: lumoctl's exit status and words, from
+// what the library reports. A reply that does not decode comes from a peer in
+// this process, the rest from the emulator.
+void TestSystemCalls::lumoctlSaysWhyACallFailed_data()
 {
-    QFile def(QStringLiteral(LUMO_NOTIFY_TABLE));
-    QVERIFY(def.open(QIODevice::ReadOnly));
-    const QRegularExpression rowPattern(
-        QStringLiteral("^LUMO_NOTIFY\\((\\w+),\\s*(\\w+),[^,]+,[^,]+,\\s*\"?(\\w+)"));
-    QList<QStringList> table; // kind, method, member
-    for (const QByteArray &line : def.readAll().split('\n')) {
-        const QRegularExpressionMatch m = rowPattern.match(QString::fromUtf8(line));
-        if (m.hasMatch())
-            table << m.capturedTexts().mid(1);
-    }
-    QProcess lister;
-    lister.start(QStringLiteral(LUMOCTL_BIN), {"monitor", "--list"});
-    QVERIFY(lister.waitForFinished(5000));
-    const QList<QByteArray> hostSignals = lister.readAllStandardOutput().split('\n');
+    QTest::addColumn<QByteArray>("behaviour"); // the emulator's for remove; empty: none runs
+    QTest::addColumn<QByteArray>("peerReply"); // what a peer answers instead
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("said");
+    QTest::addRow("no service") << QByteArray() << QByteArray() << 3
+                                << "no service answers on " + lumotest::serviceName();
+    QTest::addRow("exception") << QByteArray(R"({"fail":"the file is locked"})") << QByteArray()
+                               << 4
+                               << "remove failed: the service answered with an exception: the "
+                                  "file is locked";
+    QTest::addRow("undecodable") << QByteArray() << QByteArray("not a Thrift message") << 5
+                                 << "remove failed: the reply could not be decoded: Bad protocol "
+                                    "identifier";
+    QTest::addRow("no reply") << QByteArray(R"({"noReply":true})") << QByteArray() << 6
+                              << "remove failed: no reply within the call expiry";
+}
 
+void TestSystemCalls::lumoctlSaysWhyACallFailed()
+{
+    QFETCH(QByteArray, behaviour);
+    QFETCH(QByteArray, peerReply);
+    QFETCH(int, exitCode);
+    QFETCH(QString, said);
     EmulatorProcess emulator;
-    QVERIFY(emulator.start());
-    QProcess monitor;
-    QByteArray output;
-    connect(&monitor, &QProcess::readyReadStandardOutput, this,
-            [&] { output += monitor.readAllStandardOutput(); });
-    monitor.start(QStringLiteral(LUMOCTL_BIN), {"monitor", "--timeout", "60"});
-    QTRY_VERIFY_WITH_TIMEOUT(output.contains("SocketConnected"), 10000);
-
-    const jsonschema::Service *svc = KLumoJsonSchemaIndex::service("KLumoNotifyServices");
-    QCOMPARE(svc->methodCount, table.size());
-    std::vector<KLumoJsonValue> samples;
-    for (int i = 0; i < svc->methodCount; ++i) {
-        const jsonschema::Method &m = jsonschema::methods[svc->firstMethod + i];
-        QCOMPARE(QString::fromLatin1(m.name), table[i][1]);
-        samples.push_back(sampleArgument(m, 100 + i));
-        KLumoJsonValue push = KLumoJsonValue::object();
-        push.insert("cmd", "push");
-        push.insert("name", m.name);
-        push.insert("arg", samples.back());
-        QVERIFY2(emulator.ok(QByteArray::fromStdString(push.serialize())), m.name);
-        QVERIFY(emulator.ok(R"({"cmd":"push","name":"notifyDocTeamV2","arg":{"eventType":"MARK-)"
-                            + QByteArray::number(i) + R"("}})"));
+    lumotest::FramedPeer peer;
+    if (!behaviour.isEmpty()) {
+        QVERIFY(emulator.start());
+        QVERIFY(emulator.ok(R"({"cmd":"reply","method":"remove","behaviour":)" + behaviour + "}"));
+    } else if (!peerReply.isEmpty()) {
+        peer.setResponder([&](const lumotest::FramedPeer::Frame &) { return peerReply; });
+        QVERIFY(peer.listen(lumotest::serviceName()));
     }
-    const QByteArray lastMarker = "MARK-" + QByteArray::number(svc->methodCount - 1) + "\"";
-    QTRY_VERIFY_WITH_TIMEOUT(output.contains(lastMarker), 20000);
-    monitor.terminate();
-    monitor.waitForFinished(3000);
-
-    // Split the stream at the markers, from the first login or connection on.
-    std::vector<std::vector<KLumoJsonValue>> segments(1);
-    bool started = false;
-    for (const QByteArray &line : output.split('\n')) {
-        const KLumoJsonValue event = parse(line);
-        if (!event.isObject())
-            continue;
-        const std::string signal = event.find("signal")->toString();
-        const KLumoJsonValue &args = *event.find("args");
-        if (signal == "SocketConnected" || signal == "LoginStatusChange")
-            started = true;
-        else if (signal == "signal_notifyDocTeamV2" && args.size() == 1
-                 && args.elements()[0].find("eventType")->toString().rfind("MARK-", 0) == 0)
-            segments.emplace_back();
-        else if (started)
-            segments.back().push_back(event);
-    }
-    QCOMPARE(int(segments.size()), svc->methodCount + 1);
-    int forwarded = 0;
-    for (int i = 0; i < svc->methodCount; ++i) {
-        const QString &kind = table[i][0], &name = table[i][1];
-        const auto &seen = segments[size_t(i)];
-        const auto firstArgument = [&] { return seen.front().find("args")->elements()[0]; };
-        if (kind == QLatin1String("Silent")) {
-            QVERIFY2(seen.empty(), qPrintable(name + " should be dropped"));
-        } else if (kind == QLatin1String("Forward")) {
-            // A record forwarded to a signal of the host's event object arrives
-            // once, unchanged; others may stop at the proxy.
-            const bool reachesHost = hostSignals.contains(table[i][2].toUtf8());
-            QVERIFY2(seen.size() == 1 || (!reachesHost && seen.empty()), qPrintable(name));
-            if (!seen.empty()) {
-                QVERIFY2(firstArgument() == samples[size_t(i)], qPrintable(name));
-                ++forwarded;
-            }
-        } else if (name == QLatin1String("notifyRecentFileStateChanged")
-                   || name == QLatin1String("notifyNewMsgList")) {
-            QCOMPARE(int(seen.size()), 1);
-            QVERIFY(firstArgument() == samples[size_t(i)]);
-        } else if (name == QLatin1String("notifyDocCollaborativeStatus")) {
-            QCOMPARE(int(seen.size()), 1);
-            const KLumoJsonValue &args = *seen.front().find("args");
-            QCOMPARE(args.elements()[0].toString(), samples[size_t(i)].find("fileId")->toString());
-            QCOMPARE(args.elements()[2].toInteger(),
-                     samples[size_t(i)].find("collaboratorNum")->toInteger());
-        }
-    }
-    QVERIFY(forwarded >= 20);
+    QProcess lumoctl;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("LUMOIPC_CALL_EXPIRY_MS", QString::number(300 * lumotest::timeScale()));
+    lumoctl.setProcessEnvironment(env);
+    lumoctl.start(QStringLiteral(LUMOCTL_BIN), {"call", "remove", "--wait", "1"});
+    // The peer answers from this thread's event loop.
+    QTRY_COMPARE_WITH_TIMEOUT(lumoctl.state(), QProcess::NotRunning, 20000 * lumotest::timeScale());
+    const QString err = QString::fromUtf8(lumoctl.readAllStandardError());
+    QVERIFY2(err.startsWith("lumoctl: " + said), qPrintable(err));
+    QCOMPARE(lumoctl.exitCode(), exitCode);
+    QCOMPARE(lumoctl.readAllStandardOutput(), QByteArray());
 }
 
 LUMO_TEST_MAIN(TestSystemCalls)

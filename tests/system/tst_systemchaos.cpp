@@ -97,7 +97,7 @@ void TestSystemChaos::fourHosts()
     // 100 notifications a second, in batches of a second each; an instrumented
     // build pushes fewer, as its emulator answers control commands that much slower.
     const int batch = 100 / scale;
-    qputenv("LUMOIPC_CALL_EXPIRY_MS", QByteArray::number(ExpiryMs));
+    qputenv("LUMOIPC_CALL_EXPIRY_MS", QByteArray::number(ExpiryMs * scale));
 
     auto emulator = std::make_unique<EmulatorProcess>();
     QVERIFY(emulator->start({"autologin"}, 5000 * scale));
@@ -175,7 +175,7 @@ void TestSystemChaos::fourHosts()
         case 1: // stopped while every call it holds expires
             ++stops;
             ::kill(pid, SIGSTOP);
-            QTest::qWait(ExpiryMs + 500 + int(random.bounded(1500)));
+            QTest::qWait(ExpiryMs * scale + 500 + int(random.bounded(1500)));
             ::kill(pid, SIGCONT);
             break;
         default: // every connection closed in the middle of a large reply

@@ -105,7 +105,7 @@ void TestSystemTrace::initTestCase()
     QProcess host;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("LUMOIPC_CAPTURE", QDir::tempPath() + "/host-%p.pcapng");
-    env.insert("LUMOIPC_CALL_EXPIRY_MS", "300");
+    env.insert("LUMOIPC_CALL_EXPIRY_MS", QString::number(300 * lumotest::timeScale()));
     host.setProcessEnvironment(env);
     QByteArray hostOut;
     connect(&host, &QProcess::readyReadStandardOutput, this,

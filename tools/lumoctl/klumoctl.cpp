@@ -8,15 +8,19 @@
 #include "klumoservicestate.h"
 #include "lumoctl_dispatch.h"
 
+#include "dispatch/klumoipchandler.h"
 #include "ipc/lumoipc.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileSystemWatcher>
+#include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QThreadPool>
 #include <QTimer>
 
+#include <atomic>
 #include <cstdio>
 
 namespace ofx::lumo {
@@ -33,8 +37,10 @@ const char *const HelpTexts[][2] = {
      "  Calls a dispatched METHOD (see `lumoctl methods`) through LumoIpcAsynCallEx.\n"
      "  ARG_JSON is the argument record as an object (absent fields take their\n"
      "  defaults), or the bare JSON value when the argument is a string, list or\n"
-     "  map. Prints the result as one JSON value (null for void methods); exits 0\n"
-     "  when the success flag is true, 1 otherwise, 2 on usage errors.\n"},
+     "  map. Prints the result as one JSON value (null for void methods), exit 0.\n"
+     "  A failed call says why on stderr; its exit status tells the cause: 3 no\n"
+     "  connection, 4 the service's exception, 5 a reply that could not be\n"
+     "  decoded, 6 no reply within the call expiry or --timeout. 2: usage error.\n"},
     {"generic",
      "lumoctl generic NAME [PARAM...] [--timeout S] [--wait S] [--pretty]\n"
      "  Calls NAME by the generic route (LumoIpcAsynCall) with string parameters\n"
@@ -75,18 +81,75 @@ const char Usage[] = "Usage: lumoctl [--verbose] COMMAND [ARGS]\n"
 const auto usageError = KLumoCtlConsole::usageError;
 const auto fail = KLumoCtlConsole::fail;
 
+// The one KLumoCtl, told of the library's lines from whichever thread logs.
+std::atomic<KLumoCtl *> s_ctl {nullptr};
+
+// The dispatcher's line on a failed reply names the request and says which way
+// it failed; lumoctl needs it whatever QT_LOGGING_RULES says.
+const char ServiceExceptionWords[] = "the service answered with an exception";
+const QRegularExpression ReplyFailure(
+    QStringLiteral("^KLumoIpcHandlerPrivate: \\S+ \\(request (\\w+)\\): (%1|the reply could "
+                   "not be decoded): (.*)$")
+        .arg(QLatin1String(ServiceExceptionWords)),
+    QRegularExpression::DotMatchesEverythingOption);
+// The library's call expiry: a call that failed sooner did not expire.
+int callExpiryMs()
+{
+    bool ok = false;
+    const int ms = qEnvironmentVariableIntValue("LUMOIPC_CALL_EXPIRY_MS", &ok);
+    return ok && ms > 0 ? ms : ofx::lumoipc::KLumoIpcHandler::DefaultExpiryMs;
+}
+
+QLoggingCategory::CategoryFilter s_previousFilter = nullptr;
+void keepDispatcherLines(QLoggingCategory *category)
+{
+    if (s_previousFilter)
+        s_previousFilter(category);
+    if (qstrcmp(category->categoryName(), "lumoipc") == 0)
+        category->setEnabled(QtInfoMsg, true);
+}
+
 } // namespace
 
 KLumoCtl::KLumoCtl()
     : m_receiver(std::make_unique<KLumoCtlReceiver>())
 {
     connect(m_receiver.get(), &KLumoCtlReceiverBase::resultReady, this, &KLumoCtl::recheckWait);
+    s_ctl = this;
+    m_previousHandler = qInstallMessageHandler(&KLumoCtl::onLibraryMessage);
+    s_previousFilter = QLoggingCategory::installFilter(&keepDispatcherLines);
 }
 
 KLumoCtl::~KLumoCtl()
 {
     m_receiver.reset();
     LumoIpcFree();
+    QLoggingCategory::installFilter(s_previousFilter);
+    qInstallMessageHandler(m_previousHandler);
+    s_ctl = nullptr;
+}
+
+void KLumoCtl::onLibraryMessage(QtMsgType type, const QMessageLogContext &context,
+                                const QString &text)
+{
+    KLumoCtl *const ctl = s_ctl;
+    if (!ctl)
+        return;
+    if (qstrcmp(context.category, "lumoipc") == 0) {
+        const QRegularExpressionMatch m = ReplyFailure.match(text);
+        if (m.hasMatch()) {
+            QMetaObject::invokeMethod(
+                ctl,
+                [ctl, id = m.captured(1),
+                 why = m.captured(2) + QLatin1String(": ") + m.captured(3)] {
+                    ctl->m_replyFailures.insert(id, why);
+                    ctl->recheckWait();
+                },
+                Qt::QueuedConnection);
+        }
+    }
+    if (ctl->m_previousHandler)
+        ctl->m_previousHandler(type, context, text);
 }
 
 int KLumoCtl::run(const QStringList &argsIn)
@@ -243,27 +306,43 @@ int KLumoCtl::status(const QStringList &argsIn)
 }
 
 int KLumoCtl::runCall(const QString &name, const KLumoCtlOptions::Call &opts,
-                      const std::function<QString()> &send,
-                      const std::function<QString(qint64 elapsedMs)> &failure)
+                      const std::function<QString()> &send)
 {
     if (!requireService(opts.wait))
-        return 1;
+        return NoConnection;
     QElapsedTimer elapsed;
     elapsed.start();
     const QString id = send();
     if (id.isEmpty()) {
         fail(QStringLiteral("the library did not accept the call"));
-        return 1;
+        return Failure;
     }
-    if (!waitUntil([&] { return m_receiver->has(id); }, KLumoCtlOptions::msecs(opts.timeout))) {
+    const bool ended =
+        waitUntil([&] { return m_receiver->has(id) || m_replyFailures.contains(id); },
+                  KLumoCtlOptions::msecs(opts.timeout));
+    if (m_replyFailures.contains(id)) {
+        // The library ends such a call only at its expiry; why is known now.
+        LumoIpcCancelCall(id);
+        const QString why = m_replyFailures.take(id);
+        fail(QStringLiteral("%1 failed: %2").arg(name, why));
+        return why.startsWith(QLatin1String(ServiceExceptionWords)) ? ServiceException
+                                                                    : UndecodableReply;
+    }
+    if (!ended) {
         fail(QStringLiteral("%1: no result within %2 s").arg(name).arg(opts.timeout));
-        return 1;
+        return NoReply;
     }
     const KLumoCtlReceiverBase::Result result = m_receiver->take(id);
-    KLumoCtlConsole::print(result.value, opts.pretty);
-    if (!result.ok)
-        fail(name + QLatin1String(" failed") + failure(elapsed.elapsed()));
-    return result.ok ? 0 : 1;
+    if (result.ok) {
+        KLumoCtlConsole::print(result.value, opts.pretty);
+        return Success;
+    }
+    if (m_disconnected || !m_connected || elapsed.elapsed() < callExpiryMs()) {
+        fail(name + QLatin1String(" failed: the connection to the service was lost"));
+        return NoConnection;
+    }
+    fail(name + QLatin1String(" failed: no reply within the call expiry"));
+    return NoReply;
 }
 
 int KLumoCtl::call(const QStringList &argsIn)
@@ -300,20 +379,12 @@ int KLumoCtl::call(const QStringList &argsIn)
     }
 
     const QString name = QLatin1String(method->name);
-    return runCall(
-        name, opts,
-        [&] {
-            const QString id = LumoIpcAsynCallEx(name, arg->argument(), m_receiver.get(),
-                                                 QStringLiteral("onResult"));
-            arg.reset(); // queued by now: the dispatcher holds its own copy
-            return id;
-        },
-        [this](qint64 elapsedMs) {
-            const char *reason = m_disconnected
-                ? "the connection to the service was lost"
-                : "the service answered with a failure, or did not answer in time";
-            return QStringLiteral(" after %1 ms: %2").arg(elapsedMs).arg(QLatin1String(reason));
-        });
+    return runCall(name, opts, [&] {
+        const QString id =
+            LumoIpcAsynCallEx(name, arg->argument(), m_receiver.get(), QStringLiteral("onResult"));
+        arg.reset(); // queued by now: the dispatcher holds its own copy
+        return id;
+    });
 }
 
 int KLumoCtl::generic(const QStringList &argsIn)
@@ -326,10 +397,9 @@ int KLumoCtl::generic(const QStringList &argsIn)
     if (args.isEmpty())
         return usageError(QStringLiteral("generic NAME [PARAM...]"));
     const QString name = args.takeFirst();
-    return runCall(
-        name, opts,
-        [&] { return LumoIpcAsynCall(name, args, m_receiver.get(), QStringLiteral("onGeneric")); },
-        [](qint64) { return QString(); });
+    return runCall(name, opts, [&] {
+        return LumoIpcAsynCall(name, args, m_receiver.get(), QStringLiteral("onGeneric"));
+    });
 }
 
 int KLumoCtl::monitor(const QStringList &argsIn)

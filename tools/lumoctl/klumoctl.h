@@ -2,6 +2,7 @@
 
 #include "klumoctloptions.h"
 
+#include <QMap>
 #include <QObject>
 #include <QStringList>
 
@@ -14,8 +15,9 @@ class KLumoCtlReceiver;
 
 /**
  * The commands of lumoctl that talk to the service, each on the library's
- * exported functions only. Every command returns the process exit code:
- * 0 success, 1 failure, 2 usage.
+ * exported functions only. Every command returns the process exit code (Exit).
+ * Why a call failed is learnt from what the library reports: the result slot,
+ * the connection signals, and its log line on a reply that failed.
  *
  * Waits run the event loop and look at their condition again only when
  * something happens that may meet it (a connection, a login, a result, a
@@ -26,6 +28,17 @@ class KLumoCtl : public QObject
 {
     Q_OBJECT
 public:
+    // How a command ended; a failed call says which way it failed.
+    enum Exit {
+        Success = 0,
+        Failure = 1,
+        UsageError = 2,
+        NoConnection = 3, // no service answers, or the connection was lost
+        ServiceException = 4, // the service answered with an exception
+        UndecodableReply = 5, // a reply that could not be decoded
+        NoReply = 6, // no reply within the call expiry (or --timeout)
+    };
+
     KLumoCtl();
     ~KLumoCtl() override;
 
@@ -46,11 +59,12 @@ private:
     int help(const QString &command);
 
     // The course `call` and `generic` share: connect, send what @p send sends,
-    // wait for the result and print it. @p failure words what follows
-    // "NAME failed" when the result's success flag is false.
+    // wait for the result and print it, or say why there is none.
     int runCall(const QString &name, const KLumoCtlOptions::Call &opts,
-                const std::function<QString()> &send,
-                const std::function<QString(qint64 elapsedMs)> &failure);
+                const std::function<QString()> &send);
+    // The library's line on a reply that failed, for the call it names.
+    static void onLibraryMessage(QtMsgType type, const QMessageLogContext &context,
+                                 const QString &text);
 
     // Initialises the library and waits up to @p waitMs for the connection.
     bool connectService(int waitMs);
@@ -64,6 +78,8 @@ private:
     std::function<void()> m_recheck; // set while a wait runs
     bool m_connected = false;
     bool m_disconnected = false;
+    QMap<QString, QString> m_replyFailures; // request id -> the library's words
+    QtMessageHandler m_previousHandler = nullptr;
 };
 
 } // namespace ofx::lumo
