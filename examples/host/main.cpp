@@ -2,8 +2,7 @@
 // starts the service if it does not run, waits for the login, then makes
 // typed calls (answered, failing, cancelled, one whose context goes away) and
 // a call by generic name, and prints a pushed notification. The README shows
-// the part from the include to the end of main(); the member functions'
-// bodies follow it.
+// main()'s connections and callAll() as they stand here.
 #include <LumoIpc/LumoIpcCalls> // typed calls, the library object's signals, the records
 
 #include <QCoreApplication>
@@ -16,38 +15,8 @@ using namespace ofx::lumo; // the interface's records: CreateFolderArg, ...
 class Files : public QObject
 {
 public:
-    void callAll()
-    {
-        // A call whose context is destroyed before the reply ends silently.
-        auto *dialog = new QObject;
-        LumoIpc::rename(RenameArg(), dialog, [](bool, const RenameResult &) {
-            std::printf("rename: delivered although its context was destroyed\n");
-        });
-        delete dialog;
-
-        CreateFolderArg folder;
-        folder.__set_folderName("Reports");
-        LumoIpc::createFolder(folder, this,
-                              [this](bool ok, const QString &id, const CreateFolderResult &r) {
-                                  std::printf("createFolder: ok=%d id=%d folderId=\"%s\"\n",
-                                              int(ok), int(id.size()), r.folderId.c_str());
-                                  done();
-                              });
-        LumoIpc::call("getLoginInfo", {QCoreApplication::applicationName()}, this,
-                      &Files::onLoginInfo);
-
-        RemoveArg gone;
-        gone.__set_id("42");
-        LumoIpc::remove(gone, this, &Files::onRemoved);
-
-        // A cancelled call ends silently: its callable does not run.
-        LumoIpc::PendingCall created =
-            LumoIpc::createFile(CreateFileArg(), this, [](bool, const CreateFileResult &) {
-                std::printf("createFile: delivered although cancelled\n");
-            });
-        std::printf("createFile: cancelled=%d\n", int(created.cancel()));
-    }
-
+    void callAll();
+    void callAndWalkAway();
     void onLogin();
     void onLoginInfo(bool ok, const KRpcResponse &r);
     void onRemoved(bool ok, const RemoveResult &r);
@@ -86,6 +55,43 @@ int main(int argc, char *argv[])
     return rc;
 }
 
+void Files::callAll()
+{
+    CreateFolderArg folder;
+    folder.__set_folderName("Reports");
+    LumoIpc::createFolder(folder, this,
+                          [this](bool ok, const QString &id, const CreateFolderResult &r) {
+                              std::printf("createFolder: ok=%d id=%d folderId=\"%s\"\n", int(ok),
+                                          int(id.size()), r.folderId.c_str());
+                              done();
+                          });
+
+    RemoveArg gone;
+    gone.__set_id("42");
+    LumoIpc::remove(gone, this, &Files::onRemoved); // onRemoved(bool, const RemoveResult &)
+
+    // The generic route: a method name and its parameters, a KRpcResponse back.
+    LumoIpc::call("getLoginInfo", {QCoreApplication::applicationName()}, this,
+                  &Files::onLoginInfo);
+}
+
+void Files::callAndWalkAway()
+{
+    // A call whose context is destroyed before the reply ends silently.
+    auto *dialog = new QObject;
+    LumoIpc::rename(RenameArg(), dialog, [](bool, const RenameResult &) {
+        std::printf("rename: delivered although its context was destroyed\n");
+    });
+    delete dialog;
+
+    // A cancelled call ends silently: its callable does not run.
+    LumoIpc::PendingCall created =
+        LumoIpc::createFile(CreateFileArg(), this, [](bool, const CreateFileResult &) {
+            std::printf("createFile: delivered although cancelled\n");
+        });
+    std::printf("createFile: cancelled=%d\n", int(created.cancel()));
+}
+
 void Files::onLogin()
 {
     // The records change on this thread, before the signal: read them here.
@@ -94,6 +100,7 @@ void Files::onLogin()
                 qPrintable(login.userName), qPrintable(LumoIpcCompanyCache().companyName));
     if (login.isLogined && !calling) {
         calling = true;
+        callAndWalkAway();
         callAll();
         std::printf("waiting for notifications\n");
     }

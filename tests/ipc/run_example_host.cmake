@@ -2,7 +2,7 @@
 # installed package, and runs its two hosts: the typed one, whose library
 # starts the service emulator as the suite's "ofxcloudsvr" (the emulator
 # pushes a notification once the host waits for one), then the named route's.
-# Also: pkg-config finds the package, and the README's host snippet is the
+# Also: pkg-config finds the package, and the README's host snippets are the
 # example's own code.
 #   -DBUILD_DIR=<top build dir> -DSOURCE_DIR=<top source dir> -DWORK_DIR=<scratch dir>
 #   -DSERVICE=<lumo-service> [-DQT_MAJOR_VERSION=5|6]
@@ -16,13 +16,28 @@ endif()
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
-# The README's fenced C++ block, as written, is part of the example.
+# The README's fenced C++ blocks, as written, are parts of the example. (Walked
+# by position: the code holds semicolons, which a CMake list would split.)
 file(READ ${SOURCE_DIR}/README.md readme)
-string(REGEX MATCH "```cpp\n([^`]*)```" block "${readme}")
 file(READ ${SOURCE_DIR}/examples/host/main.cpp example)
-string(FIND "${example}" "${CMAKE_MATCH_1}" at)
-if(NOT block OR at EQUAL -1)
-  message(FATAL_ERROR "README.md's host snippet is not a part of examples/host/main.cpp")
+set(snippets 0)
+foreach(guard RANGE 100)
+  string(FIND "${readme}" "```cpp\n" open)
+  if(open EQUAL -1)
+    break()
+  endif()
+  math(EXPR open "${open} + 7")
+  string(SUBSTRING "${readme}" ${open} -1 readme)
+  string(FIND "${readme}" "```" close)
+  string(SUBSTRING "${readme}" 0 ${close} code)
+  string(FIND "${example}" "${code}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "README.md's host snippet is not a part of examples/host/main.cpp:\n${code}")
+  endif()
+  math(EXPR snippets "${snippets} + 1")
+endforeach()
+if(snippets EQUAL 0)
+  message(FATAL_ERROR "README.md shows no host snippet")
 endif()
 
 # Fails unless @p out holds every further argument.
