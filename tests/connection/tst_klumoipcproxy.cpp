@@ -108,6 +108,15 @@ private Q_SLOTS:
         KLumoIpcProxy::setFastConnectMode(true);
         while (KLumoIpcProxy::fastConnectMode()) // ends fast mode with its counter at 0
             KLumoIpcProxy::nextPollInterval();
+        // From a counter at 0, fast mode gives 21 fast polls, then switches itself off.
+        QTest::ignoreMessage(QtInfoMsg, FastOn);
+        QTest::ignoreMessage(QtInfoMsg, FastOff);
+        KLumoIpcProxy::setFastConnectMode(true);
+        int fast = 0;
+        while (KLumoIpcProxy::nextPollInterval() == 10)
+            ++fast;
+        QCOMPARE(fast, 21);
+        QVERIFY(!KLumoIpcProxy::fastConnectMode());
         QCoreApplication::setApplicationName(QStringLiteral("tst_klumoipcproxy"));
         KLumoCommonSettings().setRestartTime(0);
         for (const char *key : {ExistLock, MainLock, LoginStatusLock, RestartLock})
