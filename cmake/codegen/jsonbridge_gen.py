@@ -147,13 +147,12 @@ def emit_lumoctl(t, out, table):
     for r in records:
         w(f"using ofx::lumo::{r};\n")
     w("\nnamespace ofx::lumo {\n\n")
-    w("// slot (the name a host calls), service method, argument and result type names, and\n")
-    w("// the text the library's log line starts with when the call ends in an exception\n")
+    w("// slot (the name a host calls), service method, argument and result type names\n")
     w("struct KLumoCtlMethod\n{\n    const char *name;\n    const char *method;\n")
-    w("    const char *argType;\n    const char *resultType;\n    const char *exceptionText;\n};\n\n")
+    w("    const char *argType;\n    const char *resultType;\n};\n\n")
     w("inline const KLumoCtlMethod lumoctlMethods[] = {\n")
     for r in rows:
-        w(f'    {{"{r.slot}", "{r.method}", "{spelled(r.arg)}", "{spelled(r.result)}", "{r.text}"}},\n')
+        w(f'    {{"{r.slot}", "{r.method}", "{spelled(r.arg)}", "{spelled(r.result)}"}},\n')
     w("};\n\n")
     w("// Receives every result type the dispatcher delivers; lives on the main thread.\n")
     w("class KLumoCtlReceiver : public KLumoCtlReceiverBase\n{\n    Q_OBJECT\npublic:\n")

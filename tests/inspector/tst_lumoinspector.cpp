@@ -192,7 +192,8 @@ void TestInspector::consoleEndsCalls_data()
                               << R"("F-1001")";
     QTest::addRow("failed by the service")
         << QByteArray(R"("reply","method":"remove","behaviour":{"fail":"the file is locked"})")
-        << "remove" << QString() << "failed: the file is locked" << QString();
+        << "remove" << QString()
+        << "failed: the service answered with an exception: the file is locked" << QString();
     QTest::addRow("expired") << QByteArray(
         R"("reply","method":"rename","behaviour":{"noReply":true})")
                              << "rename" << QString() << "expired" << QString();

@@ -2,10 +2,10 @@
 
 #include "klumoargumenteditor.h"
 #include "klumoctlargument.h"
-#include "klumoexceptionwatch.h"
 #include "klumojsonmessage.h"
 #include "klumojsonsample.h"
 #include "klumomethodcatalog.h"
+#include "klumoreplyfailurewatch.h"
 #include "lumoctl_dispatch.h"
 
 #include "ipc/lumoipc.h"
@@ -53,7 +53,7 @@ const QString KLumoCallConsole::GenericRoute = QStringLiteral("generic route (by
 KLumoCallConsole::KLumoCallConsole(QWidget *parent)
     : QWidget(parent)
     , m_receiver(std::make_unique<KLumoCtlReceiver>())
-    , m_watch(new KLumoExceptionWatch(this))
+    , m_watch(new KLumoReplyFailureWatch(this))
     , m_history(new QStandardItemModel(0, 4, this))
 {
     auto *left = new QWidget(this);
@@ -125,7 +125,7 @@ KLumoCallConsole::KLumoCallConsole(QWidget *parent)
     connect(m_send, &QPushButton::clicked, this, &KLumoCallConsole::send);
     connect(m_receiver.get(), &KLumoCtlReceiverBase::resultReady, this,
             &KLumoCallConsole::onResult);
-    connect(m_watch, &KLumoExceptionWatch::exceptionLogged, this, &KLumoCallConsole::onException);
+    connect(m_watch, &KLumoReplyFailureWatch::replyFailed, this, &KLumoCallConsole::onReplyFailed);
     connect(m_historyView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex &current) { showHistoryRow(current.row()); });
     connect(m_historyView, &QTableView::doubleClicked, this,
@@ -216,7 +216,6 @@ bool KLumoCallConsole::send()
             for (const KLumoJsonValue &v : params ? params->elements() : KLumoJsonValue::Array())
                 list << QString::fromStdString(v.toString());
             p.method = QString::fromStdString(method ? method->toString() : "");
-            p.exceptionPrefix = QStringLiteral("Exception on asynCall");
             p.clock.start();
             id = LumoIpcAsynCall(p.method, list, m_receiver.get(), QStringLiteral("onGeneric"));
         } else {
@@ -227,7 +226,6 @@ bool KLumoCallConsole::send()
                 return false;
             const KLumoCtlArgument arg(method->method, method->argType, json);
             p.method = name;
-            p.exceptionPrefix = QLatin1String(method->exceptionText);
             p.clock.start();
             // The dispatcher copies the argument before this returns.
             id = LumoIpcAsynCallEx(name, arg.argument(), m_receiver.get(),
@@ -284,24 +282,15 @@ void KLumoCallConsole::onResult(const QString &requestId)
     Q_EMIT callEnded(p.row);
 }
 
-void KLumoCallConsole::onException(const QString &line)
+void KLumoCallConsole::onReplyFailed(const QString &requestId, KLumoReplyFailureWatch::Kind,
+                                     const QString &why)
 {
-    // The oldest waiting call whose log text the line starts with; of two
-    // texts that both fit (remove, removeAll), the longer.
-    Pending *match = nullptr;
-    for (Pending &p : m_pending) {
-        if (!p.facts.exception.isEmpty() || !line.startsWith(p.exceptionPrefix))
-            continue;
-        if (!match || p.exceptionPrefix.size() > match->exceptionPrefix.size()
-            || (p.exceptionPrefix.size() == match->exceptionPrefix.size() && p.row < match->row))
-            match = &p;
-    }
-    if (!match)
+    const auto p = m_pending.find(requestId);
+    if (p == m_pending.end())
         return;
-    match->facts.exception = line.mid(match->exceptionPrefix.size()).trimmed();
-    m_history->item(match->row, Outcome)
-        ->setText(tr("the service failed it: %1 (the library ends the call at expiry)")
-                      .arg(match->facts.exception));
+    p->facts.replyFailure = why;
+    m_history->item(p->row, Outcome)
+        ->setText(tr("failed: %1 (the library ends the call at expiry)").arg(why));
 }
 
 void KLumoCallConsole::showHistoryRow(int row)

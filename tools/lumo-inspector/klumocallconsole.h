@@ -1,6 +1,7 @@
 #pragma once
 
 #include "klumocalloutcome.h"
+#include "klumoreplyfailurewatch.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -20,7 +21,6 @@ namespace ofx::lumo {
 
 class KLumoArgumentEditor;
 class KLumoCtlReceiver;
-class KLumoExceptionWatch;
 
 /**
  * Calls the service the way a host does: every dispatched method in a
@@ -70,7 +70,6 @@ private:
     {
         int row = -1; // in the history
         QString method;
-        QString exceptionPrefix; // of the library's log line for this call
         QElapsedTimer clock;
         KLumoCallOutcome::Facts facts;
         bool generic = false;
@@ -79,12 +78,12 @@ private:
     void filterMethods(const QString &text);
     void showMethod();
     void onResult(const QString &requestId);
-    void onException(const QString &line);
+    void onReplyFailed(const QString &requestId, KLumoReplyFailureWatch::Kind, const QString &why);
     void showHistoryRow(int row);
     void rerun(int row);
 
     std::unique_ptr<KLumoCtlReceiver> m_receiver;
-    KLumoExceptionWatch *m_watch = nullptr;
+    KLumoReplyFailureWatch *m_watch = nullptr;
     QHash<QString, Pending> m_pending;
     bool m_connected = false;
 

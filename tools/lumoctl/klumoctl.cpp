@@ -5,6 +5,7 @@
 #include "klumoctlconsole.h"
 #include "klumoctlmonitor.h"
 #include "klumoctltrace.h"
+#include "klumoreplyfailurewatch.h"
 #include "klumoservicestate.h"
 #include "lumoctl_dispatch.h"
 
@@ -15,12 +16,9 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileSystemWatcher>
-#include <QLoggingCategory>
-#include <QRegularExpression>
 #include <QThreadPool>
 #include <QTimer>
 
-#include <atomic>
 #include <cstdio>
 
 namespace ofx::lumo {
@@ -81,17 +79,6 @@ const char Usage[] = "Usage: lumoctl [--verbose] COMMAND [ARGS]\n"
 const auto usageError = KLumoCtlConsole::usageError;
 const auto fail = KLumoCtlConsole::fail;
 
-// The one KLumoCtl, told of the library's lines from whichever thread logs.
-std::atomic<KLumoCtl *> s_ctl {nullptr};
-
-// The dispatcher's line on a failed reply names the request and says which way
-// it failed; lumoctl needs it whatever QT_LOGGING_RULES says.
-const char ServiceExceptionWords[] = "the service answered with an exception";
-const QRegularExpression ReplyFailure(
-    QStringLiteral("^KLumoIpcHandlerPrivate: \\S+ \\(request (\\w+)\\): (%1|the reply could "
-                   "not be decoded): (.*)$")
-        .arg(QLatin1String(ServiceExceptionWords)),
-    QRegularExpression::DotMatchesEverythingOption);
 // The library's call expiry: a call that failed sooner did not expire.
 int callExpiryMs()
 {
@@ -100,56 +87,26 @@ int callExpiryMs()
     return ok && ms > 0 ? ms : ofx::lumoipc::KLumoIpcHandler::DefaultExpiryMs;
 }
 
-QLoggingCategory::CategoryFilter s_previousFilter = nullptr;
-void keepDispatcherLines(QLoggingCategory *category)
-{
-    if (s_previousFilter)
-        s_previousFilter(category);
-    if (qstrcmp(category->categoryName(), "lumoipc") == 0)
-        category->setEnabled(QtInfoMsg, true);
-}
-
 } // namespace
 
 KLumoCtl::KLumoCtl()
     : m_receiver(std::make_unique<KLumoCtlReceiver>())
+    , m_failureWatch(new KLumoReplyFailureWatch(this))
 {
     connect(m_receiver.get(), &KLumoCtlReceiverBase::resultReady, this, &KLumoCtl::recheckWait);
-    s_ctl = this;
-    m_previousHandler = qInstallMessageHandler(&KLumoCtl::onLibraryMessage);
-    s_previousFilter = QLoggingCategory::installFilter(&keepDispatcherLines);
+    connect(m_failureWatch, &KLumoReplyFailureWatch::replyFailed, this,
+            [this](const QString &id, KLumoReplyFailureWatch::Kind kind, const QString &why) {
+                m_replyFailures.insert(id, why);
+                if (kind == KLumoReplyFailureWatch::ServiceException)
+                    m_exceptions.insert(id);
+                recheckWait();
+            });
 }
 
 KLumoCtl::~KLumoCtl()
 {
     m_receiver.reset();
     LumoIpcFree();
-    QLoggingCategory::installFilter(s_previousFilter);
-    qInstallMessageHandler(m_previousHandler);
-    s_ctl = nullptr;
-}
-
-void KLumoCtl::onLibraryMessage(QtMsgType type, const QMessageLogContext &context,
-                                const QString &text)
-{
-    KLumoCtl *const ctl = s_ctl;
-    if (!ctl)
-        return;
-    if (qstrcmp(context.category, "lumoipc") == 0) {
-        const QRegularExpressionMatch m = ReplyFailure.match(text);
-        if (m.hasMatch()) {
-            QMetaObject::invokeMethod(
-                ctl,
-                [ctl, id = m.captured(1),
-                 why = m.captured(2) + QLatin1String(": ") + m.captured(3)] {
-                    ctl->m_replyFailures.insert(id, why);
-                    ctl->recheckWait();
-                },
-                Qt::QueuedConnection);
-        }
-    }
-    if (ctl->m_previousHandler)
-        ctl->m_previousHandler(type, context, text);
 }
 
 int KLumoCtl::run(const QStringList &argsIn)
@@ -323,10 +280,8 @@ int KLumoCtl::runCall(const QString &name, const KLumoCtlOptions::Call &opts,
     if (m_replyFailures.contains(id)) {
         // The library ends such a call only at its expiry; why is known now.
         LumoIpcCancelCall(id);
-        const QString why = m_replyFailures.take(id);
-        fail(QStringLiteral("%1 failed: %2").arg(name, why));
-        return why.startsWith(QLatin1String(ServiceExceptionWords)) ? ServiceException
-                                                                    : UndecodableReply;
+        fail(QStringLiteral("%1 failed: %2").arg(name, m_replyFailures.take(id)));
+        return m_exceptions.remove(id) ? ServiceException : UndecodableReply;
     }
     if (!ended) {
         fail(QStringLiteral("%1: no result within %2 s").arg(name).arg(opts.timeout));

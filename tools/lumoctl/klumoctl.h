@@ -4,6 +4,7 @@
 
 #include <QMap>
 #include <QObject>
+#include <QSet>
 #include <QStringList>
 
 #include <functional>
@@ -12,6 +13,7 @@
 namespace ofx::lumo {
 
 class KLumoCtlReceiver;
+class KLumoReplyFailureWatch;
 
 /**
  * The commands of lumoctl that talk to the service, each on the library's
@@ -62,9 +64,6 @@ private:
     // wait for the result and print it, or say why there is none.
     int runCall(const QString &name, const KLumoCtlOptions::Call &opts,
                 const std::function<QString()> &send);
-    // The library's line on a reply that failed, for the call it names.
-    static void onLibraryMessage(QtMsgType type, const QMessageLogContext &context,
-                                 const QString &text);
 
     // Initialises the library and waits up to @p waitMs for the connection.
     bool connectService(int waitMs);
@@ -78,8 +77,9 @@ private:
     std::function<void()> m_recheck; // set while a wait runs
     bool m_connected = false;
     bool m_disconnected = false;
+    KLumoReplyFailureWatch *m_failureWatch;
     QMap<QString, QString> m_replyFailures; // request id -> the library's words
-    QtMessageHandler m_previousHandler = nullptr;
+    QSet<QString> m_exceptions; // request ids the service answered with an exception
 };
 
 } // namespace ofx::lumo
