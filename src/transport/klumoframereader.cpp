@@ -126,7 +126,7 @@ void KLumoFrameReader::finishDirect()
         uint8_t *bytes = nullptr;
         uint32_t have = 0;
         body->getBuffer(&bytes, &have); // the whole body, nothing read yet
-        KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound,
+        KLumoCaptureWriter::record(capture::Inbound,
                                    reinterpret_cast<const char *>(&m_direct.header),
                                    reinterpret_cast<const char *>(bytes), qMin(have, length));
     }
@@ -184,7 +184,7 @@ void KLumoFrameReader::parse()
             break;
         }
         if (KLumoCaptureWriter::isActive())
-            KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound, m_buffer.data(), h.total);
+            KLumoCaptureWriter::record(capture::Inbound, m_buffer.data(), h.total);
         // Consuming leaves the bytes in place until the next read.
         const char *body = m_buffer.data() + frame::HeaderSize;
         m_buffer.consume(h.total);

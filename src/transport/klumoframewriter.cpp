@@ -108,7 +108,7 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
     // answer ahead of its request; and outside m_lock, which the capture's
     // one log line must not be written under.
     if (KLumoCaptureWriter::isActive())
-        KLumoCaptureWriter::record(KLumoCaptureWriter::Outbound, frame.constData(), quint32(total));
+        KLumoCaptureWriter::record(capture::Outbound, frame.constData(), quint32(total));
     bool needArm = false;
     {
         std::lock_guard<std::mutex> guard(m_lock);
