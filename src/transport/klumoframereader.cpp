@@ -23,9 +23,10 @@ void KLumoFrameReader::reset()
     m_direct = Direct();
 }
 
-void KLumoFrameReader::violation(const QString &text)
+void KLumoFrameReader::violation(Violation which, const QString &detail)
 {
-    log::info(lcTransport(), text);
+    log::info(lcTransport(),
+              QStringLiteral("!!onRecvData ") + QString::number(int(which)) + detail);
     m_pSink->closeConnection();
 }
 
@@ -132,15 +133,15 @@ void KLumoFrameReader::finishDirect()
     }
     m_direct = Direct();
     QPointer<QObject> alive(m_pLifetime);
-    const int broken = m_pSink->onStreamedReply(id, *body);
+    const Violation broken = m_pSink->onStreamedReply(id, *body);
     if (!alive)
         return;
     // Its callback has returned: the memory, warm now, takes the next large
     // reply (unless one came while it ran and has memory of its own).
     if (!m_spare)
         m_spare = std::move(body);
-    if (broken)
-        violation(QStringLiteral("!!onRecvData %1").arg(broken));
+    if (broken != Violation::None)
+        violation(broken);
 }
 
 // Takes every complete frame from the staging buffer. Re-entrant calls (a
@@ -159,18 +160,18 @@ void KLumoFrameReader::parse()
     while (!m_direct.active && m_buffer.size() > frame::HeaderSize) {
         const quint32 avail = m_buffer.size();
         if (avail < frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 1"));
+            violation(Violation::ShortHeader);
             break;
         }
         const frame::Header h = frame::readHeader(m_buffer.data());
         if (!h.hasMagic()) {
             // The whole header, as text, shows what the peer really sent.
-            violation(QStringLiteral("!!onRecvData 2")
-                      + QString::fromLatin1(m_buffer.data(), int(frame::HeaderSize)));
+            violation(Violation::BadMagic,
+                      QString::fromLatin1(m_buffer.data(), int(frame::HeaderSize)));
             break;
         }
         if (h.total < frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 3"));
+            violation(Violation::ShortTotal);
             break;
         }
         if (h.total > avail) {
@@ -180,7 +181,7 @@ void KLumoFrameReader::parse()
         }
         const quint32 len = h.bodyLength();
         if (len > avail - frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 5"));
+            violation(Violation::ShortBody);
             break;
         }
         if (KLumoCaptureWriter::isActive())
@@ -188,8 +189,9 @@ void KLumoFrameReader::parse()
         // Consuming leaves the bytes in place until the next read.
         const char *body = m_buffer.data() + frame::HeaderSize;
         m_buffer.consume(h.total);
-        if (const int broken = m_pSink->onFrame(h.seqId, body, len)) {
-            violation(QStringLiteral("!!onRecvData %1").arg(broken));
+        if (const Violation broken = m_pSink->onFrame(h.seqId, body, len);
+            broken != Violation::None) {
+            violation(broken);
             break;
         }
         if (!alive)

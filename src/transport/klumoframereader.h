@@ -26,6 +26,18 @@ namespace ofx::lumo {
 class KLumoFrameReader
 {
 public:
+    // The rules of the stream a frame breaks, numbered as the log line
+    // "!!onRecvData <n>" prints them.
+    enum class Violation {
+        None = 0,
+        ShortHeader = 1, // fewer than a header's bytes left to parse
+        BadMagic = 2,
+        ShortTotal = 3, // a total length below the header's own
+        ShortBody = 5, // a body longer than the bytes buffered
+        NoCallback = 7, // a reply to a call nothing waits for
+        NoReceiveBuffer = 8, // a reply to a call without a buffer for it
+    };
+
     // Where frames go; implemented by the channel.
     class Sink
     {
@@ -33,12 +45,12 @@ public:
         // Whether a call waits for @p seqId: only then is its reply streamed.
         virtual bool awaitsReply(quint32 seqId) = 0;
         // One complete frame. @p body stays valid until the sink runs a
-        // callback. Returns 0, or the number of the violation the frame
-        // commits (an unknown sequence id).
-        virtual int onFrame(quint32 seqId, const char *body, quint32 length) = 0;
+        // callback. Returns the violation the frame commits (an unknown
+        // sequence id), if any.
+        virtual Violation onFrame(quint32 seqId, const char *body, quint32 length) = 0;
         // A streamed reply, complete in @p body, whose contents the sink may
         // take. Returns as onFrame().
-        virtual int onStreamedReply(quint32 seqId, KLumoReplyBuffer &body) = 0;
+        virtual Violation onStreamedReply(quint32 seqId, KLumoReplyBuffer &body) = 0;
         // The stream cannot be read any further: drop the connection.
         virtual void closeConnection() = 0;
 
@@ -73,7 +85,8 @@ public:
 
 private:
     void parse();
-    void violation(const QString &text);
+    // Logs "!!onRecvData <n>", then @p detail, and ends the connection.
+    void violation(Violation which, const QString &detail = QString());
     void startDirect(const frame::Header &h);
     void finishDirect();
 
