@@ -75,13 +75,13 @@ public:
 
     // Bodies of replies at least this long are read straight into a buffer of
     // their own, handed over whole, instead of being staged and copied.
-    void setDirectThreshold(quint32 bytes) { m_nDirectThreshold = bytes; }
+    void setDirectThreshold(quint32 bytes) { m_directThreshold = bytes; }
 
     // Measurements.
     quint32 capacity() const { return m_buffer.capacity(); }
-    quint64 bytesReceived() const { return m_nReceived; }
+    quint64 bytesReceived() const { return m_received; }
     // Reads into memory, plus the copies and moves made after them.
-    quint64 bytesCopied() const { return m_nCopied + m_buffer.bytesMoved(); }
+    quint64 bytesCopied() const { return m_copied + m_buffer.bytesMoved(); }
 
 private:
     void parse();
@@ -90,14 +90,14 @@ private:
     void startDirect(const frame::Header &h);
     void finishDirect();
 
-    Sink *const m_pSink;
-    QObject *const m_pLifetime;
+    Sink *const m_sink;
+    QObject *const m_lifetime;
     KLumoRecvBuffer m_buffer;
-    quint64 m_nGeneration = 0; // bumped by every reset, so a loop notices one made under it
-    bool m_bParsing = false;
-    quint32 m_nDirectThreshold = DefaultDirectThreshold;
-    quint64 m_nReceived = 0;
-    quint64 m_nCopied = 0;
+    quint64 m_generation = 0; // bumped by every reset, so a loop notices one made under it
+    bool m_parsing = false;
+    quint32 m_directThreshold = DefaultDirectThreshold;
+    quint64 m_received = 0;
+    quint64 m_copied = 0;
     // A large reply being read straight into its own buffer.
     struct Direct
     {

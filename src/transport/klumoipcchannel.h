@@ -82,7 +82,7 @@ public:
 private:
     friend class KLumoIpcChannelPrivate;
     std::unique_ptr<KLumoIpcChannelPrivate> const d;
-    QObject *m_pOwner;
+    QObject *m_owner;
 };
 
 } // namespace ofx::lumo
