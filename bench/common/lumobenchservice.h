@@ -4,7 +4,7 @@
 // emulator started in it and driven through its control socket, and the
 // context switches of a process, counted from /proc.
 
-#include "transport/kxlocalservernames.h"
+#include "support/klumopaths.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -15,25 +15,17 @@
 #include <QThread>
 
 #include <cstdlib>
-#include <pwd.h>
 #include <sys/resource.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 namespace lumobench {
 
-inline QString serviceName()
-{
-    const passwd *pw = ::getpwuid(::getuid());
-    return QLatin1String(ofx::lumo::servername::Ipc) + QString::fromLocal8Bit(pw ? pw->pw_name : "")
-        + QString::number(::getuid());
-}
-
 // Sends one command line to the emulator's control socket; true when it answers "ok".
 inline bool control(const QByteArray &command)
 {
     QLocalSocket s;
-    s.connectToServer(serviceName() + ".ctl");
+    s.connectToServer(ofx::lumo::KLumoPaths::localServerName() + ".ctl");
     if (!s.waitForConnected(3000))
         return false;
     s.write(command + "\n");

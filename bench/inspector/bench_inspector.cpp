@@ -110,7 +110,7 @@ qint64 writeCapture(const QString &path, int frames)
                     KLumoJsonSample::value(jsonschema::fields[note->firstArg].type));
     const QByteArray noteFrame =
         frame::make(0, QByteArray::fromStdString(KLumoJsonMessage::encodeCall(*note, noteArgs)));
-    const auto record = [](KLumoCaptureWriter::Direction d, quint32 seq, const std::string &body) {
+    const auto record = [](capture::Direction d, quint32 seq, const std::string &body) {
         const QByteArray f = frame::make(seq, body.data(), quint32(body.size()));
         KLumoCaptureWriter::record(d, f.constData(), quint32(f.size()));
     };
@@ -120,7 +120,7 @@ qint64 writeCapture(const QString &path, int frames)
         std::vector<std::pair<quint32, const Kind *>> flight;
         for (int i = 0; i < 4 && written < frames; ++i, ++written) {
             const Kind &k = kinds[++seq % kinds.size()];
-            record(KLumoCaptureWriter::Outbound, seq, k.call);
+            record(capture::Outbound, seq, k.call);
             flight.emplace_back(seq, &k);
         }
         for (const auto &[id, k] : flight) {
@@ -128,13 +128,13 @@ qint64 writeCapture(const QString &path, int frames)
                 continue; // never answered
             ++written;
             if (id % 50 == 1)
-                record(KLumoCaptureWriter::Inbound, id,
+                record(capture::Inbound, id,
                        KLumoJsonMessage::encodeException(k->method->name, 0, 6, "locked"));
             else
-                record(KLumoCaptureWriter::Inbound, id, k->reply);
+                record(capture::Inbound, id, k->reply);
             if (id % 50 == 0 && written < frames) {
                 ++written;
-                KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound, noteFrame.constData(),
+                KLumoCaptureWriter::record(capture::Inbound, noteFrame.constData(),
                                            quint32(noteFrame.size()));
             }
         }

@@ -7,6 +7,7 @@
 // The last argument registers that many further record types first, as the
 // whole library does (the call dispatcher registers every record): custom type
 // names are looked up by a scan in Qt 5.
+#include "lumoplainreader.h"
 #include "notifytarget.h"
 
 #include "notify/klumonotifyactualprocessor.h"
@@ -152,29 +153,10 @@ private:
 Rates baseline(const QByteArray &body, int count)
 {
     Sender sender(body, count);
-    QLocalSocket socket;
-    socket.connectToServer(sender.name());
-    if (!socket.waitForConnected(5000))
-        std::abort();
-    QByteArray pending;
-    int frames = 0;
-    QObject::connect(&socket, &QLocalSocket::readyRead, [&] {
-        pending += socket.readAll();
-        int at = 0;
-        while (pending.size() - at >= int(frame::HeaderSize)) {
-            const frame::Header h = frame::readHeader(pending.constData() + at);
-            if (pending.size() - at < int(h.total))
-                break;
-            const QByteArray copy(pending.constData() + at + frame::HeaderSize,
-                                  int(h.bodyLength()));
-            frames += copy.isNull() ? 0 : 1;
-            at += int(h.total);
-        }
-        pending.remove(0, at);
-    });
+    lumobench::PlainReader reader(sender.name());
     Clock clock;
     sender.go();
-    while (frames < count)
+    while (reader.frames() < count)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return clock.rates(count);
 }

@@ -1,6 +1,8 @@
 // Receive throughput of the channel next to two baselines over the same bytes:
 // a raw AF_UNIX read into a reused buffer, and a plain frame parser on a
 // QLocalSocket. Usage: bench_transport [repetition scale, default 1] [case filter]
+#include "lumoplainreader.h"
+
 #include "transport/klumoframe.h"
 #include "transport/klumoipcchannel_p.h"
 #include "transport/klumonotifyprocessor.h"
@@ -156,37 +158,16 @@ double rawRead(const Stream &s, bool frameSized = false)
     return double(got) / secs;
 }
 
-// The obvious parser: append what readyRead brings, cut complete frames off
-// the front, copy each body out.
+// The obvious parser (lumoplainreader.h).
 double plainParser(const Stream &s)
 {
     const std::string path = socketPath();
     Peer peer(path, s);
-    QLocalSocket socket;
-    socket.connectToServer(QString::fromStdString(path));
-    if (!socket.waitForConnected(5000))
-        std::abort();
-    QByteArray buffer;
-    int frames = 0;
-    quint64 bodyBytes = 0;
-    QObject::connect(&socket, &QLocalSocket::readyRead, [&] {
-        buffer += socket.readAll();
-        int pos = 0;
-        while (buffer.size() - pos >= int(frame::HeaderSize)) {
-            const frame::Header h = frame::readHeader(buffer.constData() + pos);
-            if (buffer.size() - pos < int(h.total))
-                break;
-            const QByteArray body = buffer.mid(pos + int(frame::HeaderSize), int(h.bodyLength()));
-            bodyBytes += quint64(body.size());
-            pos += int(h.total);
-            ++frames;
-        }
-        buffer.remove(0, pos);
-    });
+    lumobench::PlainReader reader(QString::fromStdString(path));
     QElapsedTimer t;
     t.start();
     peer.go();
-    while (frames < s.count)
+    while (reader.frames() < s.count)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return double(s.bytes()) / (double(t.nsecsElapsed()) / 1e9);
 }

@@ -22,15 +22,15 @@ KLumoIpcLoginCheck::~KLumoIpcLoginCheck() = default;
 
 void KLumoIpcLoginCheck::setLogined(bool logined)
 {
-    m_bLogined = logined;
+    m_logined = logined;
     if (logined)
         m_checkTimer.stop();
 }
 
 void KLumoIpcLoginCheck::setSocketConnected()
 {
-    m_bSocketConnected = true;
-    if (!m_bLogined)
+    m_socketConnected = true;
+    if (!m_logined)
         m_checkTimer.start();
 }
 
@@ -62,7 +62,7 @@ void KLumoIpcLoginCheck::setClock(std::function<qint64()> secsSinceEpoch)
 void KLumoIpcLoginCheck::onCheckTimeout()
 {
     // Only a service configured to log in by itself is expected to be logged in by now.
-    if (m_bLogined || !KLumoServiceProcess::readAutoLogin())
+    if (m_logined || !KLumoServiceProcess::readAutoLogin())
         return;
     log::info(lcConnection(), QStringLiteral("KLumoIpcLoginCheck::onCheckTimeout getLoginInfo"));
     if (m_requester)

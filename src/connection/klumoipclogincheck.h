@@ -39,10 +39,10 @@ public:
 
     // First flag: the proxy's logged-in state, handed over on every change.
     void setLogined(bool logined);
-    bool isLogined() const { return m_bLogined; }
+    bool isLogined() const { return m_logined; }
     // Second flag: the socket connected while nobody was logged in; arms the check.
     void setSocketConnected();
-    bool isSocketConnected() const { return m_bSocketConnected; }
+    bool isSocketConnected() const { return m_socketConnected; }
 
     // The start policy of the service (may start it with "autologin").
     bool checkAutoLogin();
@@ -59,8 +59,8 @@ public Q_SLOTS:
 private:
     void onCheckTimeout();
 
-    bool m_bLogined = false;
-    bool m_bSocketConnected = false;
+    bool m_logined = false;
+    bool m_socketConnected = false;
     QTimer m_checkTimer;
     Requester m_requester;
     EventSink m_sink;

@@ -12,7 +12,6 @@
 #include "support/klumopaths.h"
 #include "support/lumolog.h"
 #include "transport/klumoipcchannel.h"
-#include "transport/kxlocalservernames.h"
 
 #include "KLumoServices.h"
 
@@ -22,9 +21,6 @@
 #include <QTimer>
 
 #include <thrift/protocol/TCompactProtocol.h>
-
-#include <pwd.h>
-#include <unistd.h>
 
 namespace ofx::lumo {
 
@@ -42,19 +38,6 @@ std::function<qint64()> g_clock;
 void info(const QString &text)
 {
     log::info(lcConnection(), text);
-}
-
-QString loginName()
-{
-    // The password database entry of the real user id.
-    const uid_t uid = ::getuid();
-    long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
-    QByteArray buf(size > 0 ? int(size) : 16384, Qt::Uninitialized);
-    struct passwd pw;
-    struct passwd *result = nullptr;
-    if (::getpwuid_r(uid, &pw, buf.data(), size_t(buf.size()), &result) != 0 || !result)
-        return QString();
-    return QString::fromLocal8Bit(result->pw_name);
 }
 
 qint64 nowSecs()
@@ -104,7 +87,7 @@ KLumoIpcProxy::KLumoIpcProxy(QObject *parent)
 
     connectPushSignals(d->pushDispatch);
 
-    d->serverName = QLatin1String(servername::Ipc) + loginName() + QString::number(::getuid());
+    d->serverName = KLumoPaths::localServerName();
     d->lastLoginCache = KLumoLoginInfo::loadLastLogin();
 
     connect(&d->delayCheckTimer, SIGNAL(timeout()), this, SLOT(on_delayCheckStatus()));

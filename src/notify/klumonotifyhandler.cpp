@@ -58,8 +58,8 @@ StringMapArgs toStringMap(const std::map<std::string, std::string> &map)
 } // namespace
 
 KLumoNotifyHandler::KLumoNotifyHandler(QObject *target, QObject *pushTarget)
-    : m_pTarget(target)
-    , m_pPushTarget(pushTarget ? pushTarget : target)
+    : m_target(target)
+    , m_pushTarget(pushTarget ? pushTarget : target)
 {
     registerMetaTypes();
 }
@@ -83,7 +83,7 @@ void KLumoNotifyHandler::registerMetaTypes()
 
 QObject *KLumoNotifyHandler::receiver(bool push) const
 {
-    return push ? m_pPushTarget.data() : m_pTarget.data();
+    return push ? m_pushTarget.data() : m_target.data();
 }
 
 // The table's Forward and Convert rows: one queued invocation, then done.

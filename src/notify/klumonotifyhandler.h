@@ -47,8 +47,8 @@ public:
 private:
     QObject *receiver(bool push) const;
 
-    QPointer<QObject> m_pTarget;
-    QPointer<QObject> m_pPushTarget;
+    QPointer<QObject> m_target;
+    QPointer<QObject> m_pushTarget;
 };
 
 } // namespace ofx::lumo

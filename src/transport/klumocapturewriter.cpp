@@ -2,6 +2,7 @@
 
 #include "support/kfileversioninfo.h"
 #include "support/lumolog.h"
+#include "transport/klumocapture.h"
 #include "transport/klumoframe.h"
 
 #include <QCoreApplication>
@@ -26,15 +27,7 @@ std::atomic<bool> KLumoCaptureWriter::s_active {false};
 
 namespace {
 
-// pcapng block types, option codes and the link type a dissector registers for.
-constexpr quint32 SectionHeaderBlock = 0x0A0D0D0A;
-constexpr quint32 InterfaceBlock = 1;
-constexpr quint32 EnhancedPacketBlock = 6;
-constexpr quint32 ByteOrderMagic = 0x1A2B3C4D;
-constexpr quint16 LinkTypeUser0 = 147;
-constexpr quint16 OptShbOs = 3, OptShbUserAppl = 4;
-constexpr quint16 OptIfName = 2, OptIfDescription = 3, OptIfTsResol = 9;
-constexpr quint16 OptEpbFlags = 2;
+using namespace capture;
 
 // The writer sleeps until a frame comes, then gathers for this long (or this
 // many bytes) before it writes: one write per batch, and a reader following
@@ -42,16 +35,10 @@ constexpr quint16 OptEpbFlags = 2;
 constexpr auto GatherTime = std::chrono::milliseconds(50);
 constexpr quint64 BatchBytes = 1 << 20;
 
-quint32 padded(quint32 n)
-{
-    return (n + 3) & ~3u;
-}
-
-// Type, length, seven fixed words with the data, the flags option, end of
-// options, length again.
+// The fixed words and the data, the flags option, end of options, length again.
 quint64 packetBlockSize(quint32 frameLength)
 {
-    return 28 + padded(frameLength) + 8 + 4 + 4;
+    return PacketDataAt + padded(frameLength) + 8 + 4 + 4;
 }
 
 template<typename Out, typename T> void put(Out &out, T value)
@@ -82,7 +69,7 @@ QByteArray fileHeader(const KLumoCaptureWriter::Options &options)
     QByteArray out;
     QByteArray section;
     put(section, ByteOrderMagic);
-    put(section, quint16(1));
+    put(section, quint16(1)); // version 1.0
     put(section, quint16(0));
     put(section, qint64(-1)); // section length not known in advance
     struct utsname uts = {};
@@ -90,7 +77,7 @@ QByteArray fileHeader(const KLumoCaptureWriter::Options &options)
     putOption(section, OptShbOs, QByteArray(uts.sysname) + ' ' + QByteArray(uts.release));
     putOption(section, OptShbUserAppl,
               "lumoipc " + KFileVersionInfo::libraryVersion().toString().toUtf8());
-    put(section, quint32(0));
+    put(section, quint32(OptEnd));
     putBlock(out, SectionHeaderBlock, section);
 
     QByteArray iface;
@@ -100,7 +87,7 @@ QByteArray fileHeader(const KLumoCaptureWriter::Options &options)
     putOption(iface, OptIfName, options.interfaceName.toUtf8());
     putOption(iface, OptIfDescription, options.description.toUtf8());
     putOption(iface, OptIfTsResol, QByteArray(1, char(9))); // nanoseconds
-    put(iface, quint32(0));
+    put(iface, quint32(OptEnd));
     putBlock(out, InterfaceBlock, iface);
     return out;
 }
@@ -132,7 +119,7 @@ void putPacket(std::string &out, quint32 direction, const char *a, quint32 aLen,
     put(out, OptEpbFlags);
     put(out, quint16(4));
     put(out, direction);
-    put(out, quint32(0));
+    put(out, quint32(OptEnd));
     put(out, total);
 }
 
@@ -264,7 +251,7 @@ void KLumoCaptureWriter::stop()
     s.running = false;
 }
 
-void KLumoCaptureWriter::record(Direction direction, const char *header, const char *body,
+void KLumoCaptureWriter::record(capture::Direction direction, const char *header, const char *body,
                                 quint32 bodyLen)
 {
     State &s = state();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "transport/klumocapture.h"
 #include "transport/klumoframe.h"
 
 #include <QString>
@@ -26,9 +27,6 @@ namespace ofx::lumo {
 class KLumoCaptureWriter
 {
 public:
-    // The direction bits of the packet flags: what the host received or sent.
-    enum Direction : quint32 { Inbound = 1, Outbound = 2 };
-
     struct Options
     {
         QString path; // "%p" is replaced by the process id
@@ -49,8 +47,9 @@ public:
     static bool isActive() { return s_active.load(std::memory_order_relaxed); }
     // Any thread. One whole frame: its header, then @p bodyLen bytes of body
     // (apart for a reply streamed into its call's buffer).
-    static void record(Direction direction, const char *header, const char *body, quint32 bodyLen);
-    static void record(Direction direction, const char *frame, quint32 length)
+    static void record(capture::Direction direction, const char *header, const char *body,
+                       quint32 bodyLen);
+    static void record(capture::Direction direction, const char *frame, quint32 length)
     {
         record(direction, frame, frame + frame::HeaderSize, length - frame::HeaderSize);
     }

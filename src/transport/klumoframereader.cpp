@@ -12,21 +12,22 @@ namespace ofx::lumo {
 using apache::thrift::transport::TMemoryBuffer;
 
 KLumoFrameReader::KLumoFrameReader(Sink *sink, QObject *lifetime)
-    : m_pSink(sink)
-    , m_pLifetime(lifetime)
+    : m_sink(sink)
+    , m_lifetime(lifetime)
 { }
 
 void KLumoFrameReader::reset()
 {
-    ++m_nGeneration;
+    ++m_generation;
     m_buffer.clear();
     m_direct = Direct();
 }
 
-void KLumoFrameReader::violation(const QString &text)
+void KLumoFrameReader::violation(Violation which, const QString &detail)
 {
-    log::info(lcTransport(), text);
-    m_pSink->closeConnection();
+    log::info(lcTransport(),
+              QStringLiteral("!!onRecvData ") + QString::number(int(which)) + detail);
+    m_sink->closeConnection();
 }
 
 char *KLumoFrameReader::recvSpace(quint32 hint, quint32 *room)
@@ -45,24 +46,24 @@ char *KLumoFrameReader::recvSpace(quint32 hint, quint32 *room)
     }
     if (!p) {
         log::warning(lcTransport(), QStringLiteral("KLumoIpcChannel::recvSpace out of memory"));
-        m_pSink->closeConnection();
+        m_sink->closeConnection();
     }
     return p;
 }
 
 void KLumoFrameReader::onRecvCommitted(quint32 len)
 {
-    m_nReceived += len;
-    m_nCopied += len; // the read into our memory is a copy too
+    m_received += len;
+    m_copied += len; // the read into our memory is a copy too
     if (m_direct.active) {
         m_direct.body->wroteBytes(len);
         m_direct.remaining -= len;
         if (m_direct.remaining > 0)
             return;
-        QPointer<QObject> alive(m_pLifetime);
-        const quint64 gen = m_nGeneration;
+        QPointer<QObject> alive(m_lifetime);
+        const quint64 gen = m_generation;
         finishDirect();
-        if (!alive || gen != m_nGeneration)
+        if (!alive || gen != m_generation)
             return;
     } else {
         m_buffer.commit(len);
@@ -72,9 +73,9 @@ void KLumoFrameReader::onRecvCommitted(quint32 len)
 
 void KLumoFrameReader::append(const char *data, quint32 len)
 {
-    QPointer<QObject> alive(m_pLifetime);
+    QPointer<QObject> alive(m_lifetime);
     while (len > 0) {
-        const quint64 gen = m_nGeneration;
+        const quint64 gen = m_generation;
         quint32 room = 0;
         char *dst = recvSpace(len, &room);
         if (!dst)
@@ -82,7 +83,7 @@ void KLumoFrameReader::append(const char *data, quint32 len)
         const quint32 n = qMin<quint32>(room, len);
         std::memcpy(dst, data, n);
         onRecvCommitted(n);
-        if (!alive || gen != m_nGeneration)
+        if (!alive || gen != m_generation)
             return; // closed: the rest of this chunk belongs to a dead stream
         data += n;
         len -= n;
@@ -91,7 +92,7 @@ void KLumoFrameReader::append(const char *data, quint32 len)
 
 void KLumoFrameReader::startDirect(const frame::Header &h)
 {
-    if (!m_pSink->awaitsReply(h.seqId))
+    if (!m_sink->awaitsReply(h.seqId))
         return; // left to the complete-frame checks
     const quint32 have = m_buffer.size() - frame::HeaderSize;
     std::unique_ptr<KLumoReplyBuffer> body = std::move(m_spare);
@@ -106,7 +107,7 @@ void KLumoFrameReader::startDirect(const frame::Header &h)
     } catch (const std::exception &) {
         return; // no memory for it now: stage the frame instead
     }
-    m_nCopied += have;
+    m_copied += have;
     m_buffer.clear();
     m_direct.active = true;
     m_direct.seqId = h.seqId;
@@ -126,21 +127,21 @@ void KLumoFrameReader::finishDirect()
         uint8_t *bytes = nullptr;
         uint32_t have = 0;
         body->getBuffer(&bytes, &have); // the whole body, nothing read yet
-        KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound,
+        KLumoCaptureWriter::record(capture::Inbound,
                                    reinterpret_cast<const char *>(&m_direct.header),
                                    reinterpret_cast<const char *>(bytes), qMin(have, length));
     }
     m_direct = Direct();
-    QPointer<QObject> alive(m_pLifetime);
-    const int broken = m_pSink->onStreamedReply(id, *body);
+    QPointer<QObject> alive(m_lifetime);
+    const Violation broken = m_sink->onStreamedReply(id, *body);
     if (!alive)
         return;
     // Its callback has returned: the memory, warm now, takes the next large
     // reply (unless one came while it ran and has memory of its own).
     if (!m_spare)
         m_spare = std::move(body);
-    if (broken)
-        violation(QStringLiteral("!!onRecvData %1").arg(broken));
+    if (broken != Violation::None)
+        violation(broken);
 }
 
 // Takes every complete frame from the staging buffer. Re-entrant calls (a
@@ -149,55 +150,56 @@ void KLumoFrameReader::finishDirect()
 // callback does to the buffer leaves the offsets consistent.
 void KLumoFrameReader::parse()
 {
-    if (m_bParsing)
+    if (m_parsing)
         return;
-    m_bParsing = true;
-    QPointer<QObject> alive(m_pLifetime);
-    const quint64 gen = m_nGeneration;
+    m_parsing = true;
+    QPointer<QObject> alive(m_lifetime);
+    const quint64 gen = m_generation;
     // A buffer holding exactly one header's worth of bytes is not parsed: a
     // body-less frame waits for the next bytes to arrive.
     while (!m_direct.active && m_buffer.size() > frame::HeaderSize) {
         const quint32 avail = m_buffer.size();
         if (avail < frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 1"));
+            violation(Violation::ShortHeader);
             break;
         }
         const frame::Header h = frame::readHeader(m_buffer.data());
         if (!h.hasMagic()) {
             // The whole header, as text, shows what the peer really sent.
-            violation(QStringLiteral("!!onRecvData 2")
-                      + QString::fromLatin1(m_buffer.data(), int(frame::HeaderSize)));
+            violation(Violation::BadMagic,
+                      QString::fromLatin1(m_buffer.data(), int(frame::HeaderSize)));
             break;
         }
         if (h.total < frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 3"));
+            violation(Violation::ShortTotal);
             break;
         }
         if (h.total > avail) {
-            if (h.seqId != 0 && h.bodyLength() >= m_nDirectThreshold)
+            if (h.seqId != 0 && h.bodyLength() >= m_directThreshold)
                 startDirect(h);
             break;
         }
         const quint32 len = h.bodyLength();
         if (len > avail - frame::HeaderSize) {
-            violation(QStringLiteral("!!onRecvData 5"));
+            violation(Violation::ShortBody);
             break;
         }
         if (KLumoCaptureWriter::isActive())
-            KLumoCaptureWriter::record(KLumoCaptureWriter::Inbound, m_buffer.data(), h.total);
+            KLumoCaptureWriter::record(capture::Inbound, m_buffer.data(), h.total);
         // Consuming leaves the bytes in place until the next read.
         const char *body = m_buffer.data() + frame::HeaderSize;
         m_buffer.consume(h.total);
-        if (const int broken = m_pSink->onFrame(h.seqId, body, len)) {
-            violation(QStringLiteral("!!onRecvData %1").arg(broken));
+        if (const Violation broken = m_sink->onFrame(h.seqId, body, len);
+            broken != Violation::None) {
+            violation(broken);
             break;
         }
         if (!alive)
             return; // the channel went away inside a callback
-        if (gen != m_nGeneration)
+        if (gen != m_generation)
             break; // closed inside a callback: nothing buffered is ours any more
     }
-    m_bParsing = false;
+    m_parsing = false;
 }
 
 } // namespace ofx::lumo

@@ -26,6 +26,18 @@ namespace ofx::lumo {
 class KLumoFrameReader
 {
 public:
+    // The rules of the stream a frame breaks, numbered as the log line
+    // "!!onRecvData <n>" prints them.
+    enum class Violation {
+        None = 0,
+        ShortHeader = 1, // fewer than a header's bytes left to parse
+        BadMagic = 2,
+        ShortTotal = 3, // a total length below the header's own
+        ShortBody = 5, // a body longer than the bytes buffered
+        NoCallback = 7, // a reply to a call nothing waits for
+        NoReceiveBuffer = 8, // a reply to a call without a buffer for it
+    };
+
     // Where frames go; implemented by the channel.
     class Sink
     {
@@ -33,12 +45,12 @@ public:
         // Whether a call waits for @p seqId: only then is its reply streamed.
         virtual bool awaitsReply(quint32 seqId) = 0;
         // One complete frame. @p body stays valid until the sink runs a
-        // callback. Returns 0, or the number of the violation the frame
-        // commits (an unknown sequence id).
-        virtual int onFrame(quint32 seqId, const char *body, quint32 length) = 0;
+        // callback. Returns the violation the frame commits (an unknown
+        // sequence id), if any.
+        virtual Violation onFrame(quint32 seqId, const char *body, quint32 length) = 0;
         // A streamed reply, complete in @p body, whose contents the sink may
         // take. Returns as onFrame().
-        virtual int onStreamedReply(quint32 seqId, KLumoReplyBuffer &body) = 0;
+        virtual Violation onStreamedReply(quint32 seqId, KLumoReplyBuffer &body) = 0;
         // The stream cannot be read any further: drop the connection.
         virtual void closeConnection() = 0;
 
@@ -63,28 +75,29 @@ public:
 
     // Bodies of replies at least this long are read straight into a buffer of
     // their own, handed over whole, instead of being staged and copied.
-    void setDirectThreshold(quint32 bytes) { m_nDirectThreshold = bytes; }
+    void setDirectThreshold(quint32 bytes) { m_directThreshold = bytes; }
 
     // Measurements.
     quint32 capacity() const { return m_buffer.capacity(); }
-    quint64 bytesReceived() const { return m_nReceived; }
+    quint64 bytesReceived() const { return m_received; }
     // Reads into memory, plus the copies and moves made after them.
-    quint64 bytesCopied() const { return m_nCopied + m_buffer.bytesMoved(); }
+    quint64 bytesCopied() const { return m_copied + m_buffer.bytesMoved(); }
 
 private:
     void parse();
-    void violation(const QString &text);
+    // Logs "!!onRecvData <n>", then @p detail, and ends the connection.
+    void violation(Violation which, const QString &detail = QString());
     void startDirect(const frame::Header &h);
     void finishDirect();
 
-    Sink *const m_pSink;
-    QObject *const m_pLifetime;
+    Sink *const m_sink;
+    QObject *const m_lifetime;
     KLumoRecvBuffer m_buffer;
-    quint64 m_nGeneration = 0; // bumped by every reset, so a loop notices one made under it
-    bool m_bParsing = false;
-    quint32 m_nDirectThreshold = DefaultDirectThreshold;
-    quint64 m_nReceived = 0;
-    quint64 m_nCopied = 0;
+    quint64 m_generation = 0; // bumped by every reset, so a loop notices one made under it
+    bool m_parsing = false;
+    quint32 m_directThreshold = DefaultDirectThreshold;
+    quint64 m_received = 0;
+    quint64 m_copied = 0;
     // A large reply being read straight into its own buffer.
     struct Direct
     {

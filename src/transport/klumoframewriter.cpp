@@ -56,9 +56,9 @@ bool KLumoFrameWriter::attach(qintptr fd)
     const int own = ::fcntl(int(fd), F_DUPFD_CLOEXEC, 0);
     if (own < 0)
         return false;
-    m_pNotifier = new QSocketNotifier(own, QSocketNotifier::Write, this);
-    m_pNotifier->setEnabled(false);
-    connect(m_pNotifier, &QSocketNotifier::activated, this, &KLumoFrameWriter::drain);
+    m_notifier = new QSocketNotifier(own, QSocketNotifier::Write, this);
+    m_notifier->setEnabled(false);
+    connect(m_notifier, &QSocketNotifier::activated, this, &KLumoFrameWriter::drain);
     std::lock_guard<std::mutex> guard(m_lock);
     m_fd = own;
     return true;
@@ -67,8 +67,8 @@ bool KLumoFrameWriter::attach(qintptr fd)
 void KLumoFrameWriter::detach()
 {
     // The notifier must go before the descriptor it watches is closed.
-    delete m_pNotifier;
-    m_pNotifier = nullptr;
+    delete m_notifier;
+    m_notifier = nullptr;
     std::lock_guard<std::mutex> guard(m_lock);
     closeLocked();
 }
@@ -79,7 +79,7 @@ void KLumoFrameWriter::closeLocked()
         ::close(m_fd);
     m_fd = -1;
     m_pending.clear();
-    m_nPendingOffset = 0;
+    m_pendingOffset = 0;
 }
 
 bool KLumoFrameWriter::isAttached() const
@@ -91,7 +91,7 @@ bool KLumoFrameWriter::isAttached() const
 qint64 KLumoFrameWriter::pendingBytes() const
 {
     std::lock_guard<std::mutex> guard(m_lock);
-    qint64 n = -m_nPendingOffset;
+    qint64 n = -m_pendingOffset;
     for (const QByteArray &b : m_pending)
         n += b.size();
     return n;
@@ -108,7 +108,7 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
     // answer ahead of its request; and outside m_lock, which the capture's
     // one log line must not be written under.
     if (KLumoCaptureWriter::isActive())
-        KLumoCaptureWriter::record(KLumoCaptureWriter::Outbound, frame.constData(), quint32(total));
+        KLumoCaptureWriter::record(capture::Outbound, frame.constData(), quint32(total));
     bool needArm = false;
     {
         std::lock_guard<std::mutex> guard(m_lock);
@@ -128,9 +128,9 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
             if (r == SendResult::Failed)
                 return false;
             m_pending.push_back(frame);
-            m_nPendingOffset = off + sent;
-            needArm = !m_bArmPosted;
-            m_bArmPosted = true;
+            m_pendingOffset = off + sent;
+            needArm = !m_armPosted;
+            m_armPosted = true;
             break;
         }
     }
@@ -149,11 +149,11 @@ void KLumoFrameWriter::arm()
     bool enable;
     {
         std::lock_guard<std::mutex> guard(m_lock);
-        m_bArmPosted = false;
+        m_armPosted = false;
         enable = !m_pending.empty();
     }
-    if (enable && m_pNotifier)
-        m_pNotifier->setEnabled(true);
+    if (enable && m_notifier)
+        m_notifier->setEnabled(true);
 }
 
 void KLumoFrameWriter::drain()
@@ -164,25 +164,25 @@ void KLumoFrameWriter::drain()
         std::lock_guard<std::mutex> guard(m_lock);
         while (m_fd >= 0 && !m_pending.empty()) {
             const QByteArray &front = m_pending.front();
-            const qint64 piece = qMin<qint64>(PieceSize, front.size() - m_nPendingOffset);
+            const qint64 piece = qMin<qint64>(PieceSize, front.size() - m_pendingOffset);
             qint64 sent = 0;
-            const SendResult r = sendSome(m_fd, front.constData() + m_nPendingOffset, piece, &sent);
-            m_nPendingOffset += sent;
+            const SendResult r = sendSome(m_fd, front.constData() + m_pendingOffset, piece, &sent);
+            m_pendingOffset += sent;
             if (r == SendResult::Failed) {
                 failed = true;
                 break;
             }
-            if (m_nPendingOffset == front.size()) {
+            if (m_pendingOffset == front.size()) {
                 m_pending.pop_front();
-                m_nPendingOffset = 0;
+                m_pendingOffset = 0;
             }
             if (r == SendResult::Partial)
                 break;
         }
         done = m_pending.empty();
     }
-    if ((done || failed) && m_pNotifier)
-        m_pNotifier->setEnabled(false);
+    if ((done || failed) && m_notifier)
+        m_notifier->setEnabled(false);
     if (failed && m_drainError)
         m_drainError();
 }

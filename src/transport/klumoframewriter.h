@@ -19,7 +19,7 @@ namespace ofx::lumo {
  * writable. No thread ever blocks on a peer that stops reading.
  *
  * Lives on the owner thread: attach(), detach() and the notifier run there.
- * m_fd, m_pending, m_nPendingOffset and m_bArmPosted are guarded by m_lock.
+ * m_fd, m_pending, m_pendingOffset and m_armPosted are guarded by m_lock.
  * The descriptor is a duplicate owned by the writer, so it stays valid until
  * detach() however the socket underneath is torn down.
  */
@@ -60,9 +60,9 @@ private:
     mutable std::mutex m_lock;
     int m_fd = -1;
     std::deque<QByteArray> m_pending;
-    qint64 m_nPendingOffset = 0;
-    bool m_bArmPosted = false;
-    QSocketNotifier *m_pNotifier = nullptr; // owner thread only
+    qint64 m_pendingOffset = 0;
+    bool m_armPosted = false;
+    QSocketNotifier *m_notifier = nullptr; // owner thread only
     PieceObserver m_pieceObserver;
     std::function<void()> m_drainError;
 };

@@ -141,12 +141,17 @@ void KLumoIpcChannelPrivate::send(const VoidCallback &cob, TMemoryBuffer *messag
     completeNow(cob, recvBuf);
 }
 
-int KLumoIpcChannelPrivate::takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target)
+KLumoIpcChannelPrivate::Violation KLumoIpcChannelPrivate::takeCall(quint32 id, VoidCallback *cob,
+                                                                   TMemoryBuffer **target)
 {
     std::lock_guard<std::mutex> guard(lock);
     auto c = callbacks.find(id);
     auto r = recvBuffers.find(id);
-    const int missing = c == callbacks.end() ? 7 : r == recvBuffers.end() ? 8 : 0;
+    Violation missing = Violation::None;
+    if (c == callbacks.end())
+        missing = Violation::NoCallback;
+    else if (r == recvBuffers.end())
+        missing = Violation::NoReceiveBuffer;
     if (c != callbacks.end()) {
         *cob = std::move(c->second);
         callbacks.erase(c);
@@ -164,7 +169,8 @@ bool KLumoIpcChannelPrivate::awaitsReply(quint32 id)
     return recvBuffers.count(id) && callbacks.count(id);
 }
 
-int KLumoIpcChannelPrivate::onFrame(quint32 id, const char *body, quint32 len)
+KLumoIpcChannelPrivate::Violation KLumoIpcChannelPrivate::onFrame(quint32 id, const char *body,
+                                                                  quint32 len)
 {
     ++frameCount; // a violation resets it anyway
     if (id == 0)
@@ -175,7 +181,8 @@ int KLumoIpcChannelPrivate::onFrame(quint32 id, const char *body, quint32 len)
     });
 }
 
-int KLumoIpcChannelPrivate::onStreamedReply(quint32 id, KLumoReplyBuffer &body)
+KLumoIpcChannelPrivate::Violation KLumoIpcChannelPrivate::onStreamedReply(quint32 id,
+                                                                          KLumoReplyBuffer &body)
 {
     ++frameCount;
     return deliverReply(id, [&body](TMemoryBuffer *target) {
@@ -186,12 +193,12 @@ int KLumoIpcChannelPrivate::onStreamedReply(quint32 id, KLumoReplyBuffer &body)
     });
 }
 
-int KLumoIpcChannelPrivate::deliverReply(quint32 id,
-                                         const std::function<void(TMemoryBuffer *)> &fill)
+KLumoIpcChannelPrivate::Violation
+KLumoIpcChannelPrivate::deliverReply(quint32 id, const std::function<void(TMemoryBuffer *)> &fill)
 {
     VoidCallback cob;
     TMemoryBuffer *target = nullptr;
-    if (const int missing = takeCall(id, &cob, &target))
+    if (const Violation missing = takeCall(id, &cob, &target); missing != Violation::None)
         return missing;
     try {
         fill(target);
@@ -199,14 +206,14 @@ int KLumoIpcChannelPrivate::deliverReply(quint32 id,
         logCallbackFailure(e);
     }
     invoke(cob);
-    return 0;
+    return Violation::None;
 }
 
-int KLumoIpcChannelPrivate::notify(const char *body, quint32 len)
+KLumoIpcChannelPrivate::Violation KLumoIpcChannelPrivate::notify(const char *body, quint32 len)
 {
     std::shared_ptr<KLumoNotifyProcessor> processor = notifyProcessor.lock();
     if (!processor)
-        return 0; // read and dropped
+        return Violation::None; // read and dropped
     auto message = std::make_shared<TMemoryBuffer>(len ? len : 1);
     message->write(reinterpret_cast<const uint8_t *>(body), len);
     limitToFrame(message.get(), len);
@@ -216,7 +223,7 @@ int KLumoIpcChannelPrivate::notify(const char *body, quint32 len)
     } catch (const std::exception &e) {
         logCallbackFailure(e);
     }
-    return 0;
+    return Violation::None;
 }
 
 void KLumoIpcChannelPrivate::setLastSequenceId(quint32 id)
@@ -251,7 +258,7 @@ KLumoIpcChannelPrivate::Stats KLumoIpcChannelPrivate::stats() const
 
 KLumoIpcChannel::KLumoIpcChannel(QObject *owner, std::shared_ptr<KLumoNotifyProcessor> processor)
     : d(new KLumoIpcChannelPrivate(this))
-    , m_pOwner(owner)
+    , m_owner(owner)
 {
     d->notifyProcessor = processor;
     d->writer.setDrainErrorHandler([this] {
@@ -335,8 +342,8 @@ void KLumoIpcChannel::onConnected()
         return;
     }
     d->syncState();
-    if (m_pOwner)
-        QMetaObject::invokeMethod(m_pOwner, "on_notifyConnected", Qt::QueuedConnection);
+    if (m_owner)
+        QMetaObject::invokeMethod(m_owner, "on_notifyConnected", Qt::QueuedConnection);
 }
 
 void KLumoIpcChannel::onDisconnected()
@@ -345,12 +352,13 @@ void KLumoIpcChannel::onDisconnected()
     d->writer.detach();
     d->reset();
     d->syncState();
-    if (m_pOwner)
-        QMetaObject::invokeMethod(m_pOwner, "on_notifyDisconnected", Qt::QueuedConnection);
+    if (m_owner)
+        QMetaObject::invokeMethod(m_owner, "on_notifyDisconnected", Qt::QueuedConnection);
 }
 
 // The socket hands its error over as a number; these are the ones the channel
 // acts on, and they must name the same errors under every Qt it builds with.
+// QLocalSocket has no name for 9 of its own: it passes QAbstractSocket's on.
 static_assert(QLocalSocket::ServerNotFoundError == 2 && QLocalSocket::ConnectionError == 7
                   && QAbstractSocket::SocketAddressNotAvailableError == 9,
               "socket error numbers moved");
@@ -360,7 +368,7 @@ void KLumoIpcChannel::onError(int error)
     if (error == QLocalSocket::ServerNotFoundError)
         logInfo(QStringLiteral("onError ServerNotFoundError"));
     if (error == QLocalSocket::ServerNotFoundError || error == QLocalSocket::ConnectionError
-        || error == 9)
+        || error == QAbstractSocket::SocketAddressNotAvailableError)
         close();
 }
 

@@ -16,9 +16,8 @@ class KLumoNotifyProcessor;
 class KLumoIpcChannelPrivate;
 
 namespace channel {
-// Protocol tokens of the service. Only the magic is used by this library; the
-// others are defined for the service's side of the conversation.
-inline constexpr char FrameMagic[] = "lumo"; // the four bytes, without terminator, on the wire
+// Protocol tokens of the service's side of the conversation; this library
+// never sends them. The frame magic is frame::Magic (klumoframe.h).
 inline constexpr char HeartbeatToken[] = "HEARTBEAT";
 inline constexpr char DisconnectToken[] = "DISCONNET_REQUEST110";
 inline constexpr char ZeroText[] = "0";
@@ -83,7 +82,7 @@ public:
 private:
     friend class KLumoIpcChannelPrivate;
     std::unique_ptr<KLumoIpcChannelPrivate> const d;
-    QObject *m_pOwner;
+    QObject *m_owner;
 };
 
 } // namespace ofx::lumo

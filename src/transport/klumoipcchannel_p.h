@@ -38,20 +38,22 @@ public:
     void syncState();
     void send(const VoidCallback &cob, TMemoryBuffer *message, quint32 seqId);
     void completeNow(const VoidCallback &cob, TMemoryBuffer *recvBuf);
-    // Removes whatever is registered for call @p id; returns 0, or the number
-    // of the violation when its callback (7) or its receive buffer (8) is missing.
-    int takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target);
+    using Violation = KLumoFrameReader::Violation;
+
+    // Removes whatever is registered for call @p id; returns the violation
+    // when its callback or its receive buffer is missing.
+    Violation takeCall(quint32 id, VoidCallback *cob, TMemoryBuffer **target);
     void invoke(const VoidCallback &cob);
     // Ends call @p id: @p fill puts the reply into its receive buffer, then its
     // callback runs, in one step on the owner thread. Returns as onFrame().
-    int deliverReply(quint32 id, const std::function<void(TMemoryBuffer *)> &fill);
-    int notify(const char *body, quint32 len);
+    Violation deliverReply(quint32 id, const std::function<void(TMemoryBuffer *)> &fill);
+    Violation notify(const char *body, quint32 len);
 
     // KLumoFrameReader::Sink: replies to their calls, sequence id 0 to the
     // notification processor.
     bool awaitsReply(quint32 seqId) override;
-    int onFrame(quint32 seqId, const char *body, quint32 len) override;
-    int onStreamedReply(quint32 seqId, KLumoReplyBuffer &body) override;
+    Violation onFrame(quint32 seqId, const char *body, quint32 len) override;
+    Violation onStreamedReply(quint32 seqId, KLumoReplyBuffer &body) override;
     void closeConnection() override { q->close(); }
 
     // Test and measurement hooks.

@@ -13,7 +13,7 @@ class KxLocalSocketBase : public IKxLocalSocket, public IKxLocalSocketNotify
 {
 public:
     explicit KxLocalSocketBase(IKxLocalSocketNotify *sink = nullptr)
-        : m_pSink(sink)
+        : m_sink(sink)
     { }
 
     void onConnected() override;
@@ -22,11 +22,11 @@ public:
     void onStateChanged(int state) override;
     void onRecvData(const char *data, unsigned int len) override;
 
-    IKxLocalSocketNotify *sink() const { return m_pSink; }
-    void setSink(IKxLocalSocketNotify *sink) { m_pSink = sink; }
+    IKxLocalSocketNotify *sink() const { return m_sink; }
+    void setSink(IKxLocalSocketNotify *sink) { m_sink = sink; }
 
 private:
-    IKxLocalSocketNotify *m_pSink;
+    IKxLocalSocketNotify *m_sink;
 };
 
 } // namespace ofx::lumo

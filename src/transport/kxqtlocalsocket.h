@@ -39,11 +39,11 @@ public:
     // When set, readable bytes that Qt has not buffered yet are read with recv()
     // straight into the sink's memory, skipping Qt's intermediate copy. On by
     // default; only matters for sinks that offer IKxLocalSocketRecvBuffer.
-    void setDirectRead(bool on) { m_bDirectRead = on; }
+    void setDirectRead(bool on) { m_directRead = on; }
 
     // Bytes that went through Qt's socket buffer before reaching the sink
     // (measurement only).
-    quint64 bytesReadThroughQt() const { return m_nReadThroughQt; }
+    quint64 bytesReadThroughQt() const { return m_readThroughQt; }
 
 public Q_SLOTS:
     void close() override;
@@ -58,9 +58,9 @@ private Q_SLOTS:
 private:
     void readInto(ofx::lumo::IKxLocalSocketRecvBuffer *target);
 
-    QLocalSocket *m_pSocket;
-    bool m_bDirectRead = true;
-    quint64 m_nReadThroughQt = 0;
+    QLocalSocket *m_socket;
+    bool m_directRead = true;
+    quint64 m_readThroughQt = 0;
 };
 
 namespace ofx::lumo {

@@ -130,7 +130,7 @@ void TestSystemCalls::lumoctlSaysWhyACallFailed_data()
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("said");
     QTest::addRow("no service") << QByteArray() << QByteArray() << 3
-                                << "no service answers on " + lumotest::serviceName();
+                                << "no service answers on " + KLumoPaths::localServerName();
     QTest::addRow("exception") << QByteArray(R"({"fail":"the file is locked"})") << QByteArray()
                                << 4
                                << "remove failed: the service answered with an exception: the "
@@ -155,7 +155,7 @@ void TestSystemCalls::lumoctlSaysWhyACallFailed()
         QVERIFY(emulator.ok(R"({"cmd":"reply","method":"remove","behaviour":)" + behaviour + "}"));
     } else if (!peerReply.isEmpty()) {
         peer.setResponder([&](const lumotest::FramedPeer::Frame &) { return peerReply; });
-        QVERIFY(peer.listen(lumotest::serviceName()));
+        QVERIFY(peer.listen(KLumoPaths::localServerName()));
     }
     QProcess lumoctl;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();

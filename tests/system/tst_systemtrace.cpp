@@ -1,4 +1,5 @@
 #include "emulatorprocess.h"
+#include "klumocapturereader.h"
 #include "lumotestenv.h"
 
 #include <QJsonArray>
@@ -10,7 +11,9 @@
 #include <map>
 
 using lumotest::EmulatorProcess;
+using ofx::lumo::KLumoCaptureReader;
 using ofx::lumo::KLumoJsonValue;
+namespace capture = ofx::lumo::capture;
 
 namespace {
 
@@ -48,20 +51,15 @@ Run lumoctl(const QStringList &args)
     return r;
 }
 
-quint32 u32At(const QByteArray &b, int at)
+// Where the packet blocks of a capture start.
+QList<int> packetsAt(const QByteArray &capture)
 {
-    quint32 v = 0;
-    if (at + 4 <= b.size())
-        std::memcpy(&v, b.constData() + at, 4);
-    return v;
-}
-
-// The offset of block @p n (0: the section header) of a capture.
-int blockAt(const QByteArray &capture, int n)
-{
-    int at = 0;
-    while (n-- > 0)
-        at += int(u32At(capture, at + 4));
+    KLumoCaptureReader reader;
+    reader.append(capture);
+    KLumoCaptureReader::Packet p;
+    QList<int> at;
+    while (reader.next(&p) == KLumoCaptureReader::Next::Packet)
+        at << int(p.offset);
     return at;
 }
 
@@ -279,7 +277,7 @@ void TestSystemTrace::timelineHasASlicePerCall()
 void TestSystemTrace::followWaitsForTheRestOfABlock()
 {
     const QByteArray whole = readCapture();
-    const int second = blockAt(whole, 3);
+    const int second = packetsAt(whole).value(1);
     QFile f(QDir::tempPath() + "/growing.pcapng");
     QVERIFY(f.open(QIODevice::WriteOnly));
     f.write(whole.left(second + 30));
@@ -304,7 +302,9 @@ void TestSystemTrace::followWaitsForTheRestOfABlock()
 void TestSystemTrace::damagedCaptureNamesTheOffset_data()
 {
     const QByteArray whole = readCapture();
-    const int packet = blockAt(whole, 2), second = blockAt(whole, 3);
+    const QList<int> packets = packetsAt(whole);
+    QVERIFY(packets.size() >= 3);
+    const int packet = packets[0], second = packets[1];
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("message"); // empty: read to the end
     QTest::addColumn<int>("printed");
@@ -319,10 +319,12 @@ void TestSystemTrace::damagedCaptureNamesTheOffset_data()
     QTest::addRow("cut inside a packet") << whole.left(second + 30) << cut.arg(second) << 1;
     QTest::addRow("cut inside a block header") << whole.left(second + 5) << cut.arg(second) << 1;
     QTest::addRow("length not a multiple of 4")
-        << put(second + 4, u32At(whole, second + 4) + 2) << bad.arg(second + 4) << 1;
+        << put(second + capture::BlockLengthAt, quint32(packets[2] - second + 2))
+        << bad.arg(second + capture::BlockLengthAt) << 1;
     QTest::addRow("lengths disagree")
         << put(whole.size() - 4, 12) << bad.arg(whole.size() - 4) << frames - 1;
-    QTest::addRow("undescribed interface") << put(packet + 8, 7) << bad.arg(packet + 8) << 0;
+    QTest::addRow("undescribed interface") << put(packet + capture::PacketInterfaceAt, 7)
+                                           << bad.arg(packet + capture::PacketInterfaceAt) << 0;
     QTest::addRow("not a capture") << put(0, 0x6f6d756c) << bad.arg(0) << 0;
     const QByteArray unknown("\xad\x0b\0\0\x10\0\0\0\x01\x02\x03\x04\x10\0\0\0", 16);
     QTest::addRow("unknown block")

@@ -2,24 +2,13 @@
 
 #include "klumojsonvalue.h"
 
-#include "transport/kxlocalservernames.h"
+#include "support/klumopaths.h"
 
 #include <QDeadlineTimer>
 #include <QLocalSocket>
 #include <QProcess>
 
-#include <pwd.h>
-#include <unistd.h>
-
 namespace lumotest {
-
-// The server name the library forms for this user.
-inline QString serviceName()
-{
-    const passwd *pw = ::getpwuid(::getuid());
-    return QLatin1String(ofx::lumo::servername::Ipc) + QString::fromLocal8Bit(pw ? pw->pw_name : "")
-        + QString::number(::getuid());
-}
 
 /**
  * The service emulator as a real child process in the test's private TMPDIR,
@@ -65,7 +54,8 @@ public:
         for (int attempt = 0; attempt < 2; ++attempt) {
             if (m_control.state() != QLocalSocket::ConnectedState) {
                 m_control.abort();
-                m_control.connectToServer(serviceName() + QLatin1String(".ctl"));
+                m_control.connectToServer(ofx::lumo::KLumoPaths::localServerName()
+                                          + QLatin1String(".ctl"));
                 if (!m_control.waitForConnected(timeoutMs))
                     return {};
             }

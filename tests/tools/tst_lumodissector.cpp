@@ -9,6 +9,7 @@
 #include <QtTest>
 
 using lumotest::EmulatorProcess;
+using ofx::lumo::KLumoPaths;
 
 class TestLumoDissector : public QObject
 {
@@ -53,11 +54,10 @@ private Q_SLOTS:
                      {"-X", "lua_script:" LUMO_DISSECTOR, "-r", capture, "-V"});
         QVERIFY(tshark.waitForFinished(60000 * lumotest::timeScale()) && tshark.exitCode() == 0);
         const QString out = QString::fromUtf8(tshark.readAllStandardOutput());
-        QVERIFY(
-            out.contains("Interface name: " + lumotest::serviceName() + "\n")
-            && out.contains(QStringLiteral("Interface description: %1 (pid %2)\n")
-                                .arg(QFileInfo(QStringLiteral(LUMOCTL_BIN)).fileName())
-                                .arg(pid)));
+        QVERIFY(out.contains("Interface name: " + KLumoPaths::localServerName() + "\n")
+                && out.contains(QStringLiteral("Interface description: %1 (pid %2)\n")
+                                    .arg(QFileInfo(QStringLiteral(LUMOCTL_BIN)).fileName())
+                                    .arg(pid)));
         // Our tree (indented lines), then Thrift's, frame by frame.
         static const QRegularExpression frame(
             QStringLiteral("lumoipc frame, (\\w+)[^\\n]*\\n(?:    [^\\n]*\\n)*Thrift Protocol\\n   "

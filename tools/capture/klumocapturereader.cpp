@@ -1,5 +1,7 @@
 #include "klumocapturereader.h"
 
+#include "transport/klumocapture.h"
+
 #include <QtEndian>
 
 #include <cstring>
@@ -9,23 +11,11 @@ namespace ofx::lumo {
 
 namespace {
 
-constexpr quint32 SectionHeaderBlock = 0x0A0D0D0A;
-constexpr quint32 InterfaceBlock = 1;
-constexpr quint32 EnhancedPacketBlock = 6;
-constexpr quint32 ByteOrderMagic = 0x1A2B3C4D;
+using namespace capture;
+
 // No frame the library sends comes near this; a larger length is damage, and
 // tailing a file must not wait for a gigabyte that will never come.
 constexpr qint64 MaxBlock = qint64(1) << 30;
-
-constexpr quint16 OptEnd = 0;
-constexpr quint16 OptUserAppl = 4; // section header
-constexpr quint16 OptIfName = 2, OptIfDescription = 3, OptIfTsResol = 9, OptIfTsOffset = 14;
-constexpr quint16 OptEpbFlags = 2;
-
-qint64 pad4(qint64 n)
-{
-    return (n + 3) & ~qint64(3);
-}
 
 } // namespace
 
@@ -68,7 +58,7 @@ bool KLumoCaptureReader::finish()
     if (left > 0) {
         // What the block claims, if its length made it in.
         const QString needs = left >= 8
-            ? QStringLiteral("a block of %1 bytes, of which").arg(u32(m_pos + 4))
+            ? QStringLiteral("a block of %1 bytes, of which").arg(u32(m_pos + BlockLengthAt))
             : QStringLiteral("a block header of 8 bytes, of which");
         m_error =
             QStringLiteral("truncated at byte offset %1: the file ends inside %2 %3 are there")
@@ -110,9 +100,9 @@ KLumoCaptureReader::Next KLumoCaptureReader::next(Packet *packet)
         if (left < 8)
             return Next::NeedMore;
         type = u32(m_pos);
-        const quint32 length = u32(m_pos + 4);
+        const quint32 length = u32(m_pos + BlockLengthAt);
         if (length < 12 || length % 4 != 0 || length > MaxBlock)
-            return fail(offset + 4,
+            return fail(offset + BlockLengthAt,
                         QStringLiteral("block length %1 is not a multiple of 4 between 12 and %2")
                             .arg(length)
                             .arg(MaxBlock));
@@ -148,14 +138,14 @@ template<class F> bool KLumoCaptureReader::readOptions(int at, int end, F take)
         const quint16 code = u16(at), length = u16(at + 2);
         if (code == OptEnd)
             return true;
-        if (at + 4 + pad4(length) > end) {
+        if (at + 4 + padded<qint64>(length) > end) {
             fail(m_base + at,
                  QStringLiteral("option %1 of %2 bytes overruns its block").arg(code).arg(length));
             return false;
         }
         if (!take(code, at + 4, int(length)))
             return false;
-        at += 4 + int(pad4(length));
+        at += 4 + int(padded<qint64>(length));
     }
     return true;
 }
@@ -163,7 +153,8 @@ template<class F> bool KLumoCaptureReader::readOptions(int at, int end, F take)
 KLumoCaptureReader::Next KLumoCaptureReader::readSectionHeader(int length)
 {
     if (length < 28)
-        return fail(m_base + m_pos + 4, QStringLiteral("a section header of %1 bytes").arg(length));
+        return fail(m_base + m_pos + BlockLengthAt,
+                    QStringLiteral("a section header of %1 bytes").arg(length));
     if (u16(m_pos + 12) != 1)
         return fail(m_base + m_pos + 12,
                     QStringLiteral("pcapng version %1 is not supported").arg(u16(m_pos + 12)));
@@ -172,7 +163,7 @@ KLumoCaptureReader::Next KLumoCaptureReader::readSectionHeader(int length)
     m_application.clear();
     return readOptions(m_pos + 24, m_pos + length - 4,
                        [this](quint16 code, int at, int n) {
-                           if (code == OptUserAppl)
+                           if (code == OptShbUserAppl)
                                m_application = QString::fromUtf8(m_buffer.constData() + at, n);
                            return true;
                        })
@@ -183,7 +174,7 @@ KLumoCaptureReader::Next KLumoCaptureReader::readSectionHeader(int length)
 KLumoCaptureReader::Next KLumoCaptureReader::readInterface(int length)
 {
     if (length < 20)
-        return fail(m_base + m_pos + 4,
+        return fail(m_base + m_pos + BlockLengthAt,
                     QStringLiteral("an interface description of %1 bytes").arg(length));
     Interface i;
     i.linkType = u16(m_pos + 8);
@@ -222,21 +213,22 @@ KLumoCaptureReader::Next KLumoCaptureReader::readPacket(int length, Packet *pack
 {
     const qint64 offset = m_base + m_pos;
     if (length < 32)
-        return fail(offset + 4, QStringLiteral("a packet block of %1 bytes").arg(length));
-    const quint32 id = u32(m_pos + 8);
+        return fail(offset + BlockLengthAt,
+                    QStringLiteral("a packet block of %1 bytes").arg(length));
+    const quint32 id = u32(m_pos + PacketInterfaceAt);
     if (id >= quint32(m_interfaces.size()))
-        return fail(offset + 8,
+        return fail(offset + PacketInterfaceAt,
                     QStringLiteral("a packet of interface %1, but %2 are described")
                         .arg(id)
                         .arg(m_interfaces.size()));
     const quint32 captured = u32(m_pos + 20);
-    const int dataAt = m_pos + 28;
+    const int dataAt = m_pos + PacketDataAt;
     const int end = m_pos + length - 4;
-    if (dataAt + pad4(captured) > end)
+    if (dataAt + padded<qint64>(captured) > end)
         return fail(offset + 20,
                     QStringLiteral("captured length %1 overruns its block").arg(captured));
     Packet p;
-    if (!readOptions(dataAt + int(pad4(captured)), end, [&](quint16 code, int at, int n) {
+    if (!readOptions(dataAt + int(padded<qint64>(captured)), end, [&](quint16 code, int at, int n) {
             if (code == OptEpbFlags && n == 4)
                 p.direction = Direction(u32(at) & 3);
             return true;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "transport/klumocapture.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVector>
@@ -23,8 +25,7 @@ class KLumoCaptureReader
 {
 public:
     enum class Next { Packet, NeedMore, Error };
-    // The direction bits of a packet's flags, as the library writes them.
-    enum Direction { UnknownDirection = 0, Inbound = 1, Outbound = 2 };
+    using Direction = capture::Direction;
 
     struct Interface
     {
@@ -39,7 +40,7 @@ public:
         int section = 0; // counts section headers; interface ids are per section
         int interfaceId = 0;
         qint64 timeNs = 0; // since the Unix epoch
-        Direction direction = UnknownDirection;
+        Direction direction = capture::UnknownDirection;
         quint32 originalLength = 0; // larger than data.size() when the packet was cut
         QByteArray data;
         qint64 offset = 0; // of its block in the file

@@ -1,20 +1,10 @@
 #include "klumoservicestate.h"
 
 #include "ipc/lumoipc.h"
-#include "transport/kxlocalservernames.h"
 
-#include <pwd.h>
-#include <unistd.h>
 #include <utility>
 
 namespace ofx::lumo {
-
-QString KLumoServiceState::serverName()
-{
-    const passwd *pw = ::getpwuid(::getuid());
-    return QLatin1String(servername::Ipc) + QString::fromLocal8Bit(pw ? pw->pw_name : "")
-        + QString::number(::getuid());
-}
 
 KLumoJsonValue KLumoServiceState::login()
 {

@@ -7,16 +7,13 @@
 namespace ofx::lumo {
 
 /**
- * What a tool shows of the library's view of the service: the local server
- * name it connects to and its login and company records, as JSON objects
- * keyed by the records' field names. Reads the library's exported functions
- * only. Main thread (the library's).
+ * What a tool shows of the library's view of the service: its login and
+ * company records, as JSON objects keyed by the records' field names. Reads the library's exported
+ * functions only. Main thread (the library's).
  */
 class KLumoServiceState
 {
 public:
-    // The server name the library forms for this user.
-    static QString serverName();
     static KLumoJsonValue login();
     static KLumoJsonValue company();
 };

@@ -34,6 +34,11 @@ struct KLumoConformMethodRun
 class KLumoConformContext
 {
 public:
+    // Calls or pushes in a row that may go unanswered before a group gives up
+    // on the service, and how many of what went wrong a failure lists.
+    static constexpr int MaxMissesInARow = 3;
+    static constexpr int Listed = 5;
+
     explicit KLumoConformContext(const KLumoConformOptions &options)
         : m_options(options)
     { }

@@ -16,9 +16,8 @@ using namespace jsonschema;
 
 namespace {
 
-// Calls in a row that may go unanswered before the run gives up on the service.
-constexpr int MaxMissesInARow = 3;
-constexpr int Listed = 5;
+constexpr int MaxMissesInARow = KLumoConformContext::MaxMissesInARow;
+constexpr int Listed = KLumoConformContext::Listed;
 
 QString exceptionText(const KLumoConformFrame &f)
 {

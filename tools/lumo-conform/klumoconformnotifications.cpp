@@ -10,8 +10,8 @@ using namespace jsonschema;
 
 namespace {
 
-constexpr int MaxMissesInARow = 3;
-constexpr int Listed = 5;
+constexpr int MaxMissesInARow = KLumoConformContext::MaxMissesInARow;
+constexpr int Listed = KLumoConformContext::Listed;
 
 } // namespace
 

@@ -3,7 +3,8 @@
 #include "klumocallconsole.h"
 #include "klumocaptureview.h"
 #include "klumoliveview.h"
-#include "klumoservicestate.h"
+
+#include "support/klumopaths.h"
 
 #include <QAction>
 #include <QApplication>
@@ -43,7 +44,7 @@ KLumoInspectorWindow::KLumoInspectorWindow(QWidget *parent)
     QAction *quit = file->addAction(tr("&Quit"));
     quit->setShortcut(QKeySequence::Quit);
     connect(quit, &QAction::triggered, qApp, &QApplication::quit);
-    statusBar()->showMessage(tr("Server name: %1").arg(KLumoServiceState::serverName()));
+    statusBar()->showMessage(tr("Server name: %1").arg(KLumoPaths::localServerName()));
     resize(1280, 800);
 }
 

@@ -5,6 +5,7 @@
 #include "klumoservicestate.h"
 
 #include "ipc/lumoipc.h"
+#include "support/klumopaths.h"
 
 #include <QDir>
 #include <QFileSystemWatcher>
@@ -181,7 +182,7 @@ void KLumoLiveView::refresh()
         {QStringLiteral("running"), running ? tr("yes") : tr("no")},
         {QStringLiteral("connection"), m_connected ? tr("connected") : tr("not connected")},
         {QStringLiteral("logged in"), LumoIpcCheckLumoLogined() ? tr("yes") : tr("no")},
-        {QStringLiteral("server"), KLumoServiceState::serverName()},
+        {QStringLiteral("server"), KLumoPaths::localServerName()},
     };
     for (const auto &r : rows)
         m_state.value(r.first)->setText(r.second);

@@ -11,6 +11,7 @@
 
 #include "dispatch/klumoipchandler.h"
 #include "ipc/lumoipc.h"
+#include "support/klumopaths.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -187,7 +188,7 @@ bool KLumoCtl::requireService(double waitSeconds)
     if (connectService(KLumoCtlOptions::msecs(waitSeconds)))
         return true;
     fail(QStringLiteral("no service answers on %1 (waited %2 s)")
-             .arg(KLumoServiceState::serverName())
+             .arg(KLumoPaths::localServerName())
              .arg(waitSeconds));
     return false;
 }
@@ -252,7 +253,7 @@ int KLumoCtl::status(const QStringList &argsIn)
     }
 
     KLumoJsonValue out = KLumoJsonValue::object();
-    out.insert("server", KLumoServiceState::serverName().toStdString());
+    out.insert("server", KLumoPaths::localServerName().toStdString());
     out.insert("running", running);
     out.insert("logined", LumoIpcCheckLumoLogined());
     out.insert("socket", connected ? "connected" : "unconnected");

@@ -35,7 +35,7 @@ KLumoTraceFrame KLumoTraceFrame::decode(const KLumoCaptureReader::Packet &packet
             + std::to_string(packet.originalLength);
     else if (packet.originalLength != quint32(packet.data.size()))
         f.error = "cut short in the capture";
-    else if (f.direction != KLumoCaptureReader::Inbound && !f.isCall())
+    else if (f.direction != capture::Inbound && !f.isCall())
         f.error = "direction unknown";
     if (!f.error.empty())
         return f;
@@ -92,10 +92,7 @@ KLumoJsonValue KLumoTraceFrame::toJson(const QString &host) const
     KLumoJsonValue line = KLumoJsonValue::object();
     line.insert("time", isoTime(timeNs));
     line.insert("host", host.toStdString());
-    line.insert("direction",
-                isCall()                                       ? "out"
-                    : direction == KLumoCaptureReader::Inbound ? "in"
-                                                               : "unknown");
+    line.insert("direction", isCall() ? "out" : direction == capture::Inbound ? "in" : "unknown");
     line.insert("seq", int64_t(seq));
     line.insert("bytes", int64_t(bytes));
     line.insert("method", method);

@@ -20,7 +20,7 @@ class KLumoTraceFrame
 public:
     int process = 0; // the host process that wrote it, as lumoctl trace numbers them
     qint64 timeNs = 0;
-    KLumoCaptureReader::Direction direction = KLumoCaptureReader::UnknownDirection;
+    KLumoCaptureReader::Direction direction = capture::UnknownDirection;
     quint32 seq = 0;
     quint32 bytes = 0; // the whole frame, header included
     std::string method;
@@ -30,9 +30,9 @@ public:
     std::string error;
     KLumoJsonValue detail; // the arguments, the result or the exception
 
-    bool isCall() const { return direction == KLumoCaptureReader::Outbound; }
-    bool isNotification() const { return direction == KLumoCaptureReader::Inbound && seq == 0; }
-    bool isReply() const { return direction == KLumoCaptureReader::Inbound && seq != 0; }
+    bool isCall() const { return direction == capture::Outbound; }
+    bool isNotification() const { return direction == capture::Inbound && seq == 0; }
+    bool isReply() const { return direction == capture::Inbound && seq != 0; }
 
     static KLumoTraceFrame decode(const KLumoCaptureReader::Packet &packet, int process);
     // The JSON line of lumoctl trace; @p host names the process.
