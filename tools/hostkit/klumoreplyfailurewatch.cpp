@@ -4,6 +4,8 @@
 #include <QMutex>
 #include <QRegularExpression>
 
+#include <atomic>
+
 namespace ofx::lumo {
 
 namespace {
@@ -22,12 +24,13 @@ const QRegularExpression &failureLine()
 QRecursiveMutex s_lock; // recursive: posting may itself log
 KLumoReplyFailureWatch *s_watch = nullptr; // under s_lock
 QtMessageHandler s_previousHandler = nullptr; // under s_lock
-QLoggingCategory::CategoryFilter s_previousFilter = nullptr; // set and read on the watch's thread
+// Qt calls the filter on whichever thread first uses a category.
+std::atomic<QLoggingCategory::CategoryFilter> s_previousFilter {nullptr};
 
 void keepDispatcherLines(QLoggingCategory *category)
 {
-    if (s_previousFilter)
-        s_previousFilter(category);
+    if (const auto previous = s_previousFilter.load())
+        previous(category);
     if (qstrcmp(category->categoryName(), "lumoipc") == 0)
         category->setEnabled(QtInfoMsg, true);
 }
