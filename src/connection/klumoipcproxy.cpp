@@ -9,6 +9,7 @@
 #include "notify/klumonotifyactualprocessor.h"
 #include "notify/klumonotifyhandler.h"
 #include "push/klocalpushmsgdispatch.h"
+#include "support/klumometatypes.h"
 #include "support/klumopaths.h"
 #include "support/lumolog.h"
 #include "transport/klumoipcchannel.h"
@@ -76,7 +77,7 @@ KLumoIpcProxy::KLumoIpcProxy(QObject *parent)
     , d(new KLumoIpcProxyPrivate)
 {
     info(QStringLiteral("KLumoIpcProxy()"));
-    KLumoLoginInfo::registerMetaTypes();
+    KLumoMetaTypes::registerAll();
 
     d->pushDispatch = new KLocalPushMsgDispatch(this);
     d->notifyHandler = std::make_shared<KLumoNotifyHandler>(this, d->pushDispatch);

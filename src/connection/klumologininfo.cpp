@@ -1,7 +1,6 @@
 #include "connection/klumologininfo.h"
 
 #include "support/klumocommonsettings.h"
-#include "support/klumometatypes.h"
 
 namespace ofx::lumo {
 
@@ -133,12 +132,6 @@ KLumoIpcLoginCache KLumoLoginInfo::loadLastLogin()
     }
     s.endGroup();
     return login;
-}
-
-void KLumoLoginInfo::registerMetaTypes()
-{
-    KLumoMetaTypes::add<KLumoIpcLoginCache>("KLumoIpcLoginCache");
-    KLumoMetaTypes::add<KCompanyInfoCache>("KCompanyInfoCache");
 }
 
 } // namespace ofx::lumo

@@ -31,10 +31,6 @@ public:
     // The last login, in the library's per-user store (without the token).
     static void saveLastLogin(const KLumoIpcLoginCache &login);
     static KLumoIpcLoginCache loadLastLogin();
-
-    // Registers "KLumoIpcLoginCache" and "KCompanyInfoCache" (recorded for
-    // unregistering at teardown).
-    static void registerMetaTypes();
 };
 
 } // namespace ofx::lumo

@@ -1,5 +1,5 @@
-#include "dispatch/klumoipchandler_p.h"
 #include "dispatch/klumoipchandler.h"
+#include "dispatch/klumoipchandler_p.h"
 
 #include "support/klumometatypes.h"
 #include "support/klumoqueuedcall.h"
@@ -119,7 +119,7 @@ KLumoIpcHandlerPrivate::KLumoIpcHandlerPrivate(
     , m_results(std::make_shared<KLumoResultDelivery>())
     , m_expiryMs(expiryFromEnvironment())
 {
-    registerMetaTypes();
+    KLumoMetaTypes::registerAll();
     m_worker.setObjectName(QStringLiteral("KLumoIpcHandler"));
     moveToThread(&m_worker);
     m_worker.start();
@@ -147,25 +147,6 @@ KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
         m_worker.wait(); // a running QThread is never destroyed
     }
     tsan::acquire(this);
-}
-
-void KLumoIpcHandlerPrivate::registerMetaTypes()
-{
-    KLumoMetaTypes::add<KRpcResponse>("KRpcResponse");
-    KLumoMetaTypes::add<LumoIpcArg>("LumoIpcArg", "ofx::lumo::LumoIpcArg");
-    KLumoMetaTypes::add<LumoIpcResult>("LumoIpcResult", "ofx::lumo::LumoIpcResult");
-    KLumoMetaTypes::add<stringMap>("stringMap");
-    KLumoMetaTypes::add<QPointer<QObject>>("QPointer<QObject>");
-    KLumoMetaTypes::add<LumoString>(registeredName<LumoString>(""));
-    KLumoMetaTypes::add<LumoStringList>(registeredName<LumoStringList>(""));
-    KLumoMetaTypes::add<LumoStringMap>(registeredName<LumoStringMap>(""));
-    KLumoMetaTypes::add<KLumoVoidResult>("KLumoVoidResult", "ofx::lumoipc::KLumoVoidResult");
-#define LUMO_DISPATCH(slot, method, Arg, Result, text)                                             \
-    KLumoMetaTypes::add<Arg>(registeredName<Arg>(#Arg), qualifiedName<Arg>("ofx::lumo::" #Arg));   \
-    KLumoMetaTypes::add<Result>(registeredName<Result>(#Result),                                   \
-                                qualifiedName<Result>("ofx::lumo::" #Result));
-#include "dispatch/klumodispatchtable.def"
-#undef LUMO_DISPATCH
 }
 
 void KLumoIpcHandlerPrivate::setExpiryInterval(int ms)

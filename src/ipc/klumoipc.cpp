@@ -29,9 +29,6 @@ KLumoIpc::KLumoIpc()
     : QObject(nullptr)
     , d(std::make_unique<KLumoIpcPrivate>(this))
 {
-    // The host's queued connections to signal_notifyRecentFileStateChanged
-    // need the type under the spelling of the signal.
-    KLumoMetaTypes::add<QVector<ofx::lumo::CloudItem>>("QVector<ofx::lumo::CloudItem>");
     d->proxy = new KLumoIpcProxy;
     d->typedCalls = new KLumoTypedCalls(d->proxy->dispatcher());
 }

@@ -61,25 +61,10 @@ KLumoNotifyHandler::KLumoNotifyHandler(QObject *target, QObject *pushTarget)
     : m_target(target)
     , m_pushTarget(pushTarget ? pushTarget : target)
 {
-    registerMetaTypes();
+    KLumoMetaTypes::registerAll();
 }
 
 KLumoNotifyHandler::~KLumoNotifyHandler() = default;
-
-void KLumoNotifyHandler::registerMetaTypes()
-{
-    // Records under their plain names (the Forward rows), and the converted values.
-#define LUMO_NOTIFY_REGISTER_Forward(Arg, typeName) KLumoMetaTypes::add<Arg>(#Arg);
-#define LUMO_NOTIFY_REGISTER_Convert(Arg, typeName)
-#define LUMO_NOTIFY_REGISTER_Silent(Arg, typeName)
-#define LUMO_NOTIFY_REGISTER_Own(Arg, typeName)
-#define LUMO_NOTIFY(kind, method, Arg, receiver, member, typeName, QtType)                         \
-    LUMO_NOTIFY_REGISTER_##kind(Arg, typeName)
-#include "notify/klumonotifications.def"
-#undef LUMO_NOTIFY
-    KLumoMetaTypes::add<StringMapArgs>("StringMapArgs");
-    KLumoMetaTypes::add<QVector<CloudItem>>("QVector<CloudItem>");
-}
 
 QObject *KLumoNotifyHandler::receiver(bool push) const
 {

@@ -20,8 +20,9 @@ namespace ofx::lumo {
  * (which must be destroyed on the channel's thread, as the proxy is): once a
  * target is gone, notifications for it are dropped after their log line.
  *
- * The methods and what each does come from notify/klumonotifications.def;
- * the invocations go through KLumoQueuedCall, which resolves each member
+ * The methods and what each does come from notify/klumonotifications.def, what
+ * each action type invokes from notify/klumonotifyactions.def; the
+ * invocations go through KLumoQueuedCall, which resolves each member
  * once per target class. A converted argument may be moved from: the
  * handler is called by the generated processor only, with values it drops
  * afterwards.
@@ -30,14 +31,9 @@ class KLumoNotifyHandler : public KLumoNotifyServicesCobSvIf
 {
 public:
     // @p pushTarget receives "on_newMessage"; when null, @p target does.
-    // Registers every meta type the invocations pass.
+    // Registers the library's meta types, which the invocations pass.
     explicit KLumoNotifyHandler(QObject *target, QObject *pushTarget = nullptr);
     ~KLumoNotifyHandler() override;
-
-    // Registers the type names the invocations use. Idempotent; the constructor
-    // calls it, and a host may call it after the library's meta types were
-    // unregistered at teardown.
-    static void registerMetaTypes();
 
 #define LUMO_NOTIFY(kind, method, Arg, receiver, member, typeName, QtType)                         \
     void method(std::function<void()> cob, const Arg &arg) override;

@@ -8,14 +8,20 @@ namespace ofx::lumo {
 
 /**
  * The library-wide record of meta types registered under plain names (records,
- * "KRpcResponse", "stringMap", ...). Registration happens at start-up of the
- * dispatcher, the notification handler and the proxy; teardown of the library
- * unregisters every recorded id, and the next initialisation registers afresh.
- * Thread-safe.
+ * "KRpcResponse", "stringMap", ...). registerAll() registers every type that
+ * crosses a queued call, from the dispatch and notification tables; the
+ * dispatcher, the notification handler and the proxy call it as they are made,
+ * so that each works alone too. Teardown of the library unregisters every
+ * recorded id, and the next initialisation registers afresh. Thread-safe.
  */
 class KLumoMetaTypes
 {
 public:
+    // Registers and records every type the library passes through queued
+    // calls, signals and slots, under every name something invokes it by.
+    // Does nothing while they are registered (until unregisterAll()).
+    static void registerAll();
+
     // Registers T under @p name (also as a typedef if T already has a
     // different canonical name) and records the id. @p qualified, when given,
     // is T's namespace-qualified name, registered as a typedef of the same id:
@@ -42,7 +48,8 @@ public:
     static void record(int id);
     static QSet<int> ids();
     // Unregisters every recorded id and empties the record, and with it the
-    // look-ups of KLumoQueuedCall, which hold such ids.
+    // look-ups of KLumoQueuedCall, which hold such ids; registerAll() then
+    // registers again.
     static void unregisterAll();
 };
 
