@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QVector>
 
+#include <optional>
+
 namespace ofx::lumo {
 
 namespace {
@@ -55,6 +57,80 @@ StringMapArgs toStringMap(const std::map<std::string, std::string> &map)
     return out;
 }
 
+// The action types of notify/klumonotifyactions.def and what each invokes.
+enum class Carrier { notifyAction, notifyActionsMap, notifyShareDiscussion };
+enum class Argument { None, False, True, Map };
+constexpr std::optional<int> Other; // a row for every value without one of its own
+
+struct ActionRow
+{
+    Carrier carrier;
+    std::optional<int> value;
+    const char *member; // nullptr: nothing is invoked
+    Argument argument;
+};
+
+constexpr ActionRow ActionRows[] = {
+#define LUMO_ACTION(notification, name, value, member, argument)                                   \
+    {Carrier::notification, value, member, Argument::argument},
+#include "notify/klumonotifyactions.def"
+#undef LUMO_ACTION
+};
+
+// The row of @p value, else the carrier's Other row.
+const ActionRow &actionRow(Carrier carrier, int value)
+{
+    const ActionRow *other = nullptr;
+    for (const ActionRow &row : ActionRows) {
+        if (row.carrier != carrier)
+            continue;
+        if (row.value == value)
+            return row;
+        if (!row.value)
+            other = &row;
+    }
+    return *other;
+}
+
+// Every value, Other included, has at most one row per carrier, and every
+// carrier has its Other row: the look-up above takes the first it finds.
+constexpr bool rowsAreOneEach()
+{
+    for (const ActionRow &a : ActionRows) {
+        int same = 0, others = 0;
+        for (const ActionRow &b : ActionRows) {
+            same += a.carrier == b.carrier && a.value == b.value;
+            others += a.carrier == b.carrier && !b.value;
+        }
+        if (same != 1 || others != 1)
+            return false;
+    }
+    return true;
+}
+static_assert(rowsAreOneEach(), "an action type with two rows, or a notification without Other");
+
+// Invokes what the row of @p value names on @p to, if anything; @p map is the
+// record's map, for the rows that pass it.
+void act(QObject *to, Carrier carrier, int value,
+         const std::map<std::string, std::string> *map = nullptr)
+{
+    const ActionRow &row = actionRow(carrier, value);
+    if (!to || !row.member)
+        return;
+    switch (row.argument) {
+    case Argument::None:
+        KLumoQueuedCall::invoke(to, row.member, {});
+        break;
+    case Argument::False:
+    case Argument::True:
+        KLumoQueuedCall::invoke(to, row.member, {"bool"}, row.argument == Argument::True);
+        break;
+    case Argument::Map:
+        KLumoQueuedCall::invoke(to, row.member, {"const StringMapArgs&"}, toStringMap(*map));
+        break;
+    }
+}
+
 } // namespace
 
 KLumoNotifyHandler::KLumoNotifyHandler(QObject *target, QObject *pushTarget)
@@ -100,30 +176,7 @@ void KLumoNotifyHandler::notifyAction(std::function<void()> cob, const NotifyAct
 {
     log::info(lcNotify(),
               QStringLiteral("KLumoNotifyHandler::notifyAction NotifyActionType=%1").arg(arg.type));
-    QObject *to = receiver(false);
-    switch (arg.type) {
-    case 1:
-        KLumoQueuedCall::invoke(to, "on_accountUpdateInfo", {});
-        break;
-    case 2:
-        KLumoQueuedCall::invoke(to, "on_accountNoLogined", {});
-        break;
-    case 4:
-        KLumoQueuedCall::invoke(to, "on_notifyRecentFileListChanged", {});
-        break;
-    case 5:
-        KLumoQueuedCall::invoke(to, "on_notifyDocumentRoamingSwitchChanged", {});
-        break;
-    case 6:
-    case 7:
-        KLumoQueuedCall::invoke(to, "signal_notifyCloudDocOpening", {"bool"}, arg.type == 7);
-        break;
-    case 8:
-        KLumoQueuedCall::invoke(to, "signal_notifyRecycleBinClear", {});
-        break;
-    default: // 3 and unknown types are dropped after the log line
-        break;
-    }
+    act(receiver(false), Carrier::notifyAction, arg.type);
     cob();
 }
 
@@ -132,21 +185,7 @@ void KLumoNotifyHandler::notifyActionsMap(std::function<void()> cob, const Notif
     log::info(lcNotify(),
               QStringLiteral("KLumoNotifyHandler::notifyActionsMap NotifyActionsMapType=%1")
                   .arg(arg.nActionType));
-    if (QObject *to = receiver(false)) {
-        const char *member = "on_notifyActionsMapDefault";
-        switch (arg.nActionType) {
-        case 1:
-            member = "on_notifyActionsMapForShareFile";
-            break;
-        case 2:
-            member = "on_notifyActionsMapForReadMessage";
-            break;
-        case 3:
-            member = "on_notifyActionsMapForCooperate";
-            break;
-        }
-        KLumoQueuedCall::invoke(to, member, {"const StringMapArgs&"}, toStringMap(arg.mapArgs));
-    }
+    act(receiver(false), Carrier::notifyActionsMap, arg.nActionType, &arg.mapArgs);
     cob();
 }
 
@@ -157,10 +196,7 @@ void KLumoNotifyHandler::notifyShareDiscussion(std::function<void()> cob,
         lcNotify(),
         QStringLiteral("KLumoNotifyHandler::notifyShareDiscussion NotifyShareDiscussionType=%1")
             .arg(arg.nActionType));
-    QObject *to = receiver(false);
-    if (to && arg.nActionType == 1)
-        KLumoQueuedCall::invoke(to, "on_notifyShareDiscussion", {"const StringMapArgs&"},
-                                toStringMap(arg.mapArgs));
+    act(receiver(false), Carrier::notifyShareDiscussion, arg.nActionType, &arg.mapArgs);
     cob();
 }
 
