@@ -23,10 +23,14 @@ void KLumoFrameReader::reset()
     m_direct = Direct();
 }
 
+QString KLumoFrameReader::logText(Violation which)
+{
+    return QStringLiteral("!!onRecvData ") + QString::number(int(which));
+}
+
 void KLumoFrameReader::violation(Violation which, const QString &detail)
 {
-    log::info(lcTransport(),
-              QStringLiteral("!!onRecvData ") + QString::number(int(which)) + detail);
+    log::info(lcTransport(), logText(which) + detail);
     m_sink->closeConnection();
 }
 

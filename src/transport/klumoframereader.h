@@ -27,7 +27,7 @@ class KLumoFrameReader
 {
 public:
     // The rules of the stream a frame breaks, numbered as the log line
-    // "!!onRecvData <n>" prints them.
+    // "!!onRecvData <n>" prints them. All but the last end the connection.
     enum class Violation {
         None = 0,
         ShortHeader = 1, // fewer than a header's bytes left to parse
@@ -36,7 +36,12 @@ public:
         ShortBody = 5, // a body longer than the bytes buffered
         NoCallback = 7, // a reply to a call nothing waits for
         NoReceiveBuffer = 8, // a reply to a call without a buffer for it
+        // A reply's callback or the notification processor threw: logged by
+        // the sink with the exception's text, and the stream goes on.
+        CallbackFailed = 9,
     };
+    // The log line's head for @p which: "!!onRecvData <n>".
+    static QString logText(Violation which);
 
     // Where frames go; implemented by the channel.
     class Sink

@@ -27,7 +27,8 @@ void logInfo(const QString &text)
 // A callback or the notification processor threw: the stream goes on.
 void logCallbackFailure(const std::exception &e)
 {
-    logInfo(QStringLiteral("!!onRecvData 9: ") + QString::fromLocal8Bit(e.what()));
+    logInfo(KLumoFrameReader::logText(KLumoFrameReader::Violation::CallbackFailed)
+            + QStringLiteral(": ") + QString::fromLocal8Bit(e.what()));
 }
 
 // Empties @p buf, including Thrift's count of what was read from it.
