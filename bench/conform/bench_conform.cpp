@@ -6,6 +6,7 @@
 //
 // Usage: bench_conform [ROUNDS]   (default 3)
 
+#include "klumopercentile.h"
 #include "lumobenchservice.h"
 
 #include <QCoreApplication>
@@ -23,6 +24,8 @@
 #include <vector>
 
 extern char **environ;
+
+using ofx::lumo::KLumoPercentile;
 
 namespace {
 
@@ -133,12 +136,6 @@ bool startEmulator(QProcess &service, const QString &scenario)
     return false;
 }
 
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v.empty() ? 0 : v[v.size() / 2];
-}
-
 QByteArray loadAverage()
 {
     QFile f(QStringLiteral("/proc/loadavg"));
@@ -178,12 +175,12 @@ int main(int argc, char *argv[])
     }
     std::printf("\nmedian of %d rounds        %12s %12s\n", rounds, "small", "64 MiB");
     for (const auto &[group, ms] : groups[0])
-        std::printf("  %-24s %9.1f ms %9.1f ms\n", qPrintable(group), median(ms),
-                    median(groups[1][group]));
+        std::printf("  %-24s %9.1f ms %9.1f ms\n", qPrintable(group), KLumoPercentile::median(ms),
+                    KLumoPercentile::median(groups[1][group]));
     std::printf("  %-24s %9.2f s  %9.2f s   (target: at most 30 s)\n", "whole run",
-                median(totals[0]), median(totals[1]));
+                KLumoPercentile::median(totals[0]), KLumoPercentile::median(totals[1]));
     std::printf("  %-24s %8.1f MiB %8.1f MiB  (target: under 100 MB = %.1f MiB)\n", "kit peak RSS",
-                median(rss[0]), median(rss[1]), 100e6 / 1048576);
+                KLumoPercentile::median(rss[0]), KLumoPercentile::median(rss[1]), 100e6 / 1048576);
     std::printf("load average at end: %s\n", loadAverage().constData());
     QDir(root).removeRecursively();
     return failed ? 1 : 0;

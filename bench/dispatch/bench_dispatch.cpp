@@ -7,6 +7,7 @@
 #include "transport/klumoframe.h"
 #include "transport/klumoipcchannel.h"
 
+#include "klumopercentile.h"
 #include "thriftcodec.h"
 
 #include "KLumoServices.h"
@@ -83,8 +84,8 @@ Stats summarise(std::vector<qint64> &ns, qint64 elapsedNs)
 {
     std::sort(ns.begin(), ns.end());
     Stats s;
-    s.p50 = ns[ns.size() / 2] / 1000.0;
-    s.p99 = ns[ns.size() * 99 / 100] / 1000.0;
+    s.p50 = KLumoPercentile::ofSorted(ns, 0.5) / 1000.0;
+    s.p99 = KLumoPercentile::ofSorted(ns, 0.99) / 1000.0;
     s.perSecond = ns.size() * 1e9 / double(elapsedNs);
     return s;
 }

@@ -15,6 +15,7 @@
 #include "klumojsonmessage.h"
 #include "klumojsonsample.h"
 #include "klumojsonschemaindex.h"
+#include "klumopercentile.h"
 #include "klumosequencechart.h"
 #include "klumotraceframe.h"
 #include "klumotracesource.h"
@@ -63,18 +64,6 @@ qint64 cpuNs(clockid_t clock)
 qint64 threadCpuNs()
 {
     return cpuNs(CLOCK_THREAD_CPUTIME_ID);
-}
-
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
-double percentile(std::vector<double> v, double p)
-{
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, size_t(p * double(v.size())))];
 }
 
 // Frames of a few methods through the capture writer: four calls in flight,
@@ -232,11 +221,13 @@ int main(int argc, char *argv[])
     const int shown = view.chart()->session()->rowCount();
     std::printf("open in the capture view (to chart and tables shown): median %.3f s over %d runs "
                 "(target %.0f s), CPU %.3f s (all threads)\n",
-                median(opens), runs, OpenTargetSeconds, median(openCpu));
+                KLumoPercentile::median(opens), runs, OpenTargetSeconds,
+                KLumoPercentile::median(openCpu));
     std::printf("  baseline, reading and decoding alone as lumoctl trace --stats does: median "
                 "%.3f s, CPU %.3f s; the view costs %.2fx (CPU %.2fx)\n",
-                median(alone), median(aloneCpu), median(opens) / median(alone),
-                median(openCpu) / median(aloneCpu));
+                KLumoPercentile::median(alone), KLumoPercentile::median(aloneCpu),
+                KLumoPercentile::median(opens) / KLumoPercentile::median(alone),
+                KLumoPercentile::median(openCpu) / KLumoPercentile::median(aloneCpu));
     std::printf("  frames read %d, rows shown %d; the GUI thread's longest time away from its "
                 "event loop while loading, per run (wall / its own CPU):",
                 read, shown);
@@ -261,11 +252,12 @@ int main(int argc, char *argv[])
     std::printf("scrolling: repainting the chart's %dx%d viewport takes median %.2f ms, p99 %.2f "
                 "ms, max %.2f ms over 400 positions (target %.1f ms, a 60 Hz frame); CPU "
                 "median %.2f ms, p99 %.2f ms\n",
-                chart->viewport()->width(), chart->viewport()->height(), median(paints),
-                percentile(paints, 0.99), *std::max_element(paints.begin(), paints.end()),
-                FrameTargetMs, median(paintCpu), percentile(paintCpu, 0.99));
+                chart->viewport()->width(), chart->viewport()->height(),
+                KLumoPercentile::median(paints), KLumoPercentile::of(paints, 0.99),
+                *std::max_element(paints.begin(), paints.end()), FrameTargetMs,
+                KLumoPercentile::median(paintCpu), KLumoPercentile::of(paintCpu, 0.99));
     std::printf("load average after: %s\n", qPrintable(loadAverage()));
-    const bool met =
-        median(opens) <= OpenTargetSeconds && percentile(paints, 0.99) <= FrameTargetMs;
+    const bool met = KLumoPercentile::median(opens) <= OpenTargetSeconds
+        && KLumoPercentile::of(paints, 0.99) <= FrameTargetMs;
     return met && shown >= read ? 0 : 1;
 }

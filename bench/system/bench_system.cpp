@@ -12,6 +12,7 @@
 #include "ipc/lumoipc.h"
 #include "lumoipccalls.h"
 
+#include "klumopercentile.h"
 #include "lumobenchservice.h"
 
 #include <lumo_types.h>
@@ -40,6 +41,7 @@
 
 using ofx::lumo::CreateFolderArg;
 using ofx::lumo::CreateFolderResult;
+using ofx::lumo::KLumoPercentile;
 
 namespace {
 
@@ -54,14 +56,6 @@ void pump(int ms)
     QEventLoop loop;
     QTimer::singleShot(ms, &loop, &QEventLoop::quit);
     loop.exec();
-}
-
-double percentile(std::vector<double> v, double p)
-{
-    if (v.empty())
-        return 0;
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, size_t(p * double(v.size())))];
 }
 
 // The baseline's far side: echoes every byte it receives, in its own process.
@@ -326,17 +320,17 @@ int main(int argc, char *argv[])
                     int(rounds[0].us.size()));
         for (const Round &round : rounds)
             std::printf("%-38s %10.1f %10.1f %15.2f %10.1f\n", round.name,
-                        percentile(round.us, 0.5), percentile(round.us, 0.99),
+                        KLumoPercentile::of(round.us, 0.5), KLumoPercentile::of(round.us, 0.99),
                         double(round.switches) / double(round.us.size()),
                         double(round.cpuUs) / double(round.us.size()));
         const std::vector<double> &blocking = rounds[0].us;
-        const double e2eP50 = percentile(rounds[2].us, 0.5);
+        const double e2eP50 = KLumoPercentile::of(rounds[2].us, 0.5);
         std::printf("%-38s %10.2f\n", "ratio p50 end-to-end / blocking",
-                    e2eP50 / percentile(blocking, 0.5));
+                    e2eP50 / KLumoPercentile::of(blocking, 0.5));
         std::printf("%-38s %10.2f\n", "ratio p50 end-to-end / event loop",
-                    e2eP50 / percentile(rounds[1].us, 0.5));
+                    e2eP50 / KLumoPercentile::of(rounds[1].us, 0.5));
         // The typed layer's own cost: one more look-up and a virtual call per result.
-        const double typedRatio = percentile(rounds[3].us, 0.5) / e2eP50;
+        const double typedRatio = KLumoPercentile::of(rounds[3].us, 0.5) / e2eP50;
         std::printf("%-38s %10.2f   (target 1.10: %s)\n\n", "ratio p50 typed / named call",
                     typedRatio, typedRatio <= 1.10 ? "met" : "NOT met");
         pingRate = 1e6
@@ -418,14 +412,17 @@ int main(int argc, char *argv[])
                 rate[on].push_back(notificationRate(r, burst));
             }
         }
-        const double offP50 = percentile(rtt[0], 0.5), onP50 = percentile(rtt[1], 0.5);
-        const double offRate = percentile(rate[0], 0.5), onRate = percentile(rate[1], 0.5);
+        const double offP50 = KLumoPercentile::of(rtt[0], 0.5),
+                     onP50 = KLumoPercentile::of(rtt[1], 0.5);
+        const double offRate = KLumoPercentile::of(rate[0], 0.5),
+                     onRate = KLumoPercentile::of(rate[1], 0.5);
         std::printf("\n%-34s %12s %12s %8s   (%d rounds)\n", "capture", "off", "on", "ratio",
                     rounds);
         std::printf("%-34s %12.1f %12.1f %8.2f   (target <= 1.2)\n", "round trip p50 (us)", offP50,
                     onP50, onP50 / offP50);
-        std::printf("%-34s %12.1f %12.1f %8.2f\n", "round trip p99 (us)", percentile(rtt[0], 0.99),
-                    percentile(rtt[1], 0.99), percentile(rtt[1], 0.99) / percentile(rtt[0], 0.99));
+        std::printf("%-34s %12.1f %12.1f %8.2f\n", "round trip p99 (us)",
+                    KLumoPercentile::of(rtt[0], 0.99), KLumoPercentile::of(rtt[1], 0.99),
+                    KLumoPercentile::of(rtt[1], 0.99) / KLumoPercentile::of(rtt[0], 0.99));
         std::printf("%-34s %12.0f %12.0f %8.2f   (target <= 1.5, off / on; median of %d bursts)\n",
                     "notifications/s", offRate, onRate, offRate / onRate, rounds);
         std::printf("%-34s %12lld bytes\n", "last capture file", QFileInfo(file).size());
@@ -447,7 +444,7 @@ int main(int argc, char *argv[])
             ms.push_back(double(t.nsecsElapsed()) / 1e6);
         }
         std::printf("%-38s %10.1f ms (%lld bytes, median of 3)\n", "16 MiB reply round trip",
-                    percentile(ms, 0.5), r.lastSize);
+                    KLumoPercentile::of(ms, 0.5), r.lastSize);
     }
 
     LumoIpcFree();

@@ -1,5 +1,7 @@
 #include "klumotracesummary.h"
 
+#include "klumopercentile.h"
+
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -20,13 +22,6 @@ struct Row
 double ms(qint64 ns)
 {
     return std::round(double(ns) / 1000.0) / 1000.0;
-}
-
-// Nearest rank of a sorted list.
-qint64 percentile(const std::vector<qint64> &sorted, double p)
-{
-    const size_t rank = size_t(std::ceil(p * double(sorted.size())));
-    return sorted[std::max<size_t>(rank, 1) - 1];
 }
 
 std::map<std::string, Row> rows(const std::vector<KLumoTraceSummary::Call> &calls)
@@ -111,8 +106,8 @@ KLumoJsonValue KLumoTraceSummary::stats() const
         KLumoJsonValue latency; // null without a matched reply
         if (!r.latencies.empty()) {
             latency = KLumoJsonValue::object();
-            latency.insert("p50", ms(percentile(r.latencies, 0.5)));
-            latency.insert("p99", ms(percentile(r.latencies, 0.99)));
+            latency.insert("p50", ms(KLumoPercentile::ofSorted(r.latencies, 0.5)));
+            latency.insert("p99", ms(KLumoPercentile::ofSorted(r.latencies, 0.99)));
             latency.insert("max", ms(r.latencies.back()));
         }
         row.insert("latencyMs", std::move(latency));
