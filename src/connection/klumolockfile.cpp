@@ -142,7 +142,6 @@ bool KLumoLockFile::tryLock()
 {
     if (m_fd != -1)
         return true;
-    m_squatted = false;
     m_anotherHolds = false;
     bool foreign = false;
     const int fd = openLockFile(m_path, O_CREAT, &foreign);
@@ -150,7 +149,6 @@ bool KLumoLockFile::tryLock()
         // Nobody of ours can hold a file we do not own, so there is nobody to
         // wait for; we go on without a lock rather than let the squatter
         // block us for ever.
-        m_squatted = true;
         return true;
     }
     if (fd == -1) {

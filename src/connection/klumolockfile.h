@@ -47,12 +47,11 @@ public:
 
     // Takes an exclusive whole-file lock without waiting; the file is created
     // when missing. Returns whether we may go on: we hold it now, or the name
-    // is taken by a file of another uid (isSquatted(), nothing held). When
+    // is taken by a file of another uid (nothing is held then). When
     // the lock cannot be had (held elsewhere, or the file cannot be opened
     // safely) anotherHolds() becomes true.
     bool tryLock();
     bool isLocked() const { return m_fd != -1; }
-    bool isSquatted() const { return m_squatted; }
     bool anotherHolds() const { return m_anotherHolds; }
     // Closes the descriptor, and with it the lock.
     void release();
@@ -60,7 +59,6 @@ public:
 private:
     QString m_path;
     bool m_anotherHolds = false;
-    bool m_squatted = false;
     int m_fd = -1;
 };
 

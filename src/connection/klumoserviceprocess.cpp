@@ -67,25 +67,10 @@ bool KLumoServiceProcess::isMainApplication()
         && QCoreApplication::applicationName() == QLatin1String("ofxoffice");
 }
 
-bool KLumoServiceProcess::restartTurnOn()
-{
-    return KLumoCommonSettings().restartTurnOn();
-}
-
-qint64 KLumoServiceProcess::restartTime()
-{
-    return KLumoCommonSettings().restartTime();
-}
-
-void KLumoServiceProcess::recordRestartTime(qint64 nowSecs)
-{
-    KLumoCommonSettings().setRestartTime(nowSecs);
-}
-
 KLumoServiceProcess::RestartOutcome
 KLumoServiceProcess::restartIfDue(qint64 nowSecs, const std::function<void()> &start)
 {
-    KLumoLockFile restartLock{QLatin1String(KLumoLockFile::RestartKey)};
+    KLumoLockFile restartLock {QLatin1String(KLumoLockFile::RestartKey)};
     if (!restartLock.tryLock()) {
         log::info(lcConnection(), QStringLiteral("isAnotherProcessRunning"));
         return RestartOutcome::AnotherProcess;

@@ -37,10 +37,6 @@ public:
     // True when an application object exists and is named "ofxoffice".
     static bool isMainApplication();
 
-    static bool restartTurnOn();
-    static qint64 restartTime();
-    static void recordRestartTime(qint64 nowSecs);
-
     enum class RestartOutcome { Started, TooSoon, TurnedOff, AnotherProcess };
     // The cross-process part of the restart rule: under the restart lock,
     // calls @p start and records @p nowSecs when the last restart is more

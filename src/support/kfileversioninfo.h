@@ -17,7 +17,6 @@ public:
 
     bool isValid() const { return !m_version.isNull(); }
     QVersionNumber version() const { return m_version; }
-    QString versionString() const { return m_version.toString(); }
     QString filePath() const { return m_filePath; }
 
     // The version this library was built as.

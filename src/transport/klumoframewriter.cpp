@@ -88,15 +88,6 @@ bool KLumoFrameWriter::isAttached() const
     return m_fd >= 0;
 }
 
-qint64 KLumoFrameWriter::pendingBytes() const
-{
-    std::lock_guard<std::mutex> guard(m_lock);
-    qint64 n = -m_pendingOffset;
-    for (const QByteArray &b : m_pending)
-        n += b.size();
-    return n;
-}
-
 bool KLumoFrameWriter::write(const QByteArray &frame)
 {
     const qint64 total = frame.size();

@@ -49,9 +49,6 @@ public:
     // Called on the owner thread when queued bytes could not be written.
     void setDrainErrorHandler(std::function<void()> handler) { m_drainError = std::move(handler); }
 
-    // Bytes waiting for the descriptor to become writable; any thread.
-    qint64 pendingBytes() const;
-
 private:
     void arm();
     void drain();

@@ -16,8 +16,10 @@ class KLumoNotifyProcessor;
 class KLumoIpcChannelPrivate;
 
 namespace channel {
-// Protocol tokens of the service's side of the conversation; this library
-// never sends them. The frame magic is frame::Magic (klumoframe.h).
+// Protocol tokens of the service's side of the conversation. This library
+// never sends nor reads them; they stay so that the protocol's constants are
+// written down in one place with the framing, spelled as the service spells
+// them. The frame magic is frame::Magic (klumoframe.h).
 inline constexpr char HeartbeatToken[] = "HEARTBEAT";
 inline constexpr char DisconnectToken[] = "DISCONNET_REQUEST110";
 inline constexpr char ZeroText[] = "0";

@@ -128,8 +128,7 @@ void KxQtLocalSocket::readInto(IKxLocalSocketRecvBuffer *target)
         if (!self || sink() != dynamic_cast<IKxLocalSocketNotify *>(target))
             return;
     }
-    if (!m_directRead || !target->expectsMore()
-        || m_socket->state() != QLocalSocket::ConnectedState)
+    if (!target->expectsMore() || m_socket->state() != QLocalSocket::ConnectedState)
         return;
     // Then whatever the kernel holds, without Qt's intermediate buffer. End of
     // stream and errors are left in the kernel for Qt's own notifier to report.

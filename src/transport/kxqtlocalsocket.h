@@ -36,11 +36,6 @@ public:
     bool waitForBytesWritten() override;
     qintptr socketDescriptor() const override;
 
-    // When set, readable bytes that Qt has not buffered yet are read with recv()
-    // straight into the sink's memory, skipping Qt's intermediate copy. On by
-    // default; only matters for sinks that offer IKxLocalSocketRecvBuffer.
-    void setDirectRead(bool on) { m_directRead = on; }
-
     // Bytes that went through Qt's socket buffer before reaching the sink
     // (measurement only).
     quint64 bytesReadThroughQt() const { return m_readThroughQt; }
@@ -59,7 +54,6 @@ private:
     void readInto(ofx::lumo::IKxLocalSocketRecvBuffer *target);
 
     QLocalSocket *m_socket;
-    bool m_directRead = true;
     quint64 m_readThroughQt = 0;
 };
 

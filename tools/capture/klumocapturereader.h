@@ -73,7 +73,6 @@ private:
     int m_pos = 0; // start of the next block in m_buffer
     qint64 m_base = 0; // file offset of m_buffer's first byte
     bool m_swap = false;
-    bool m_inSection = false;
     bool m_failed = false;
     int m_section = -1;
     QVector<Interface> m_interfaces;

@@ -87,8 +87,7 @@ public:
     // Reads whatever arrives before @p deadline; false when the connection broke.
     bool drain(QDeadlineTimer deadline);
 
-    // A call frame and its encoded message as sent last, for reports.
-    const QByteArray &lastSent() const { return m_lastSent; }
+    // The call frame sent last, described for reports.
     QString lastSentText() const;
     const std::vector<KLumoConformFrame> &unexpected() const { return m_unexpected; }
     const std::vector<KLumoConformFrame> &notifications() const { return m_notifications; }

@@ -38,7 +38,6 @@ public:
 
     KLumoSequenceChart *chart() const { return m_chart; }
     KLumoStatsModel *methodStats() const { return m_methods; }
-    KLumoStatsModel *notificationStats() const { return m_notes; }
     QTableView *methodTable() const { return m_methodView; }
     KLumoLatencyHistogram *histogram() const { return m_histogram; }
     QString bannerText() const;

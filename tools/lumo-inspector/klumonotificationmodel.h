@@ -27,7 +27,6 @@ public:
     // {"signal": NAME, "args": [...]}, as KLumoCtlMonitor hands it over.
     void append(const KLumoJsonValue &event);
     void setPaused(bool paused);
-    bool isPaused() const { return m_paused; }
     int heldBack() const { return int(m_held.size()); }
     void clear();
     // The entry in full, indented, with its time.
