@@ -13,7 +13,10 @@
 
 #include "ipc/lumoipc.h"
 
+#include <QAbstractButton>
 #include <QApplication>
+#include <QGroupBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QScrollBar>
@@ -51,6 +54,33 @@ std::string text(const KLumoJsonValue &v, const char *key)
     return m ? (m->isString() ? m->toString() : m->serialize()) : std::string();
 }
 
+// What a person sees of @p window: the texts of its labels, buttons and group
+// boxes, and the titles of the table sections in view, of every widget shown
+// (the current tab's, not the others') that lies inside the window.
+QStringList shownTexts(QWidget *window)
+{
+    QStringList shown;
+    for (QWidget *w : window->findChildren<QWidget *>()) {
+        const QRect at(w->mapTo(window, QPoint(0, 0)), w->size());
+        if (!w->isVisibleTo(window) || !window->rect().intersects(at) || at.isEmpty())
+            continue;
+        if (const auto *label = qobject_cast<QLabel *>(w))
+            shown << label->text();
+        else if (const auto *button = qobject_cast<QAbstractButton *>(w))
+            shown << button->text();
+        else if (const auto *box = qobject_cast<QGroupBox *>(w))
+            shown << box->title();
+        else if (const auto *header = qobject_cast<QHeaderView *>(w)) {
+            for (int s = 0; s < header->count(); ++s) {
+                const int x = header->sectionViewportPosition(s);
+                if (!header->isSectionHidden(s) && x >= 0 && x < header->viewport()->width())
+                    shown << header->model()->headerData(s, header->orientation()).toString();
+            }
+        }
+    }
+    return shown;
+}
+
 } // namespace
 
 // The inspector's three views against a real emulator and real captures: the
@@ -61,6 +91,7 @@ class TestInspector : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
+    void init();
     void liveViewFollowsTheLogin();
     void notificationLogShowsArguments();
     void consoleEndsCalls_data();
@@ -99,6 +130,10 @@ private:
             return QStringLiteral("<not ended>");
         return console()->history()->item(ended.first().first().toInt(), 2)->text();
     }
+    // Records the captures the capture view's cases read, once: a load host's
+    // and lumoctl's, against the emulator, which answers, fails and ignores
+    // calls in turn.
+    void recordSession();
     std::map<Style, int> arrows() const
     {
         std::map<Style, int> n;
@@ -123,19 +158,30 @@ private:
 void TestInspector::initTestCase()
 {
     qputenv("LUMOIPC_CALL_EXPIRY_MS", "1500"); // failed calls end at expiry
-    QVERIFY(m_emulator.start());
     m_window = std::make_unique<KLumoInspectorWindow>();
     m_window->show();
     LumoIpcInit(true);
     m_window->attach(LumoIpcEventObject());
+}
+
+// Every case starts with the emulator serving and the window connected to it,
+// whichever case ran before (one stops the emulator).
+void TestInspector::init()
+{
+    if (m_emulator.process().state() != QProcess::NotRunning)
+        return;
+    QVERIFY(m_emulator.start());
     QTRY_COMPARE_WITH_TIMEOUT(live()->state("connection"), QStringLiteral("connected"),
                               10000 * lumotest::timeScale());
 }
 
 void TestInspector::liveViewFollowsTheLogin()
 {
+    // Logged out first: the service says so at once, as it does when a user leaves.
+    QVERIFY(m_emulator.ok(R"({"cmd":"logout"})"));
+    QVERIFY(m_emulator.ok(R"({"cmd":"push","name":"notifyAction","arg":{"type":2}})"));
+    QTRY_COMPARE(live()->state("logged in"), QStringLiteral("no"));
     QCOMPARE(live()->state("running"), QStringLiteral("yes"));
-    QCOMPARE(live()->state("logged in"), QStringLiteral("no"));
     QVERIFY(m_emulator.ok(Login));
     // The library looks at the login every 5 s.
     QTRY_COMPARE_WITH_TIMEOUT(live()->recordField("login.userName"), QStringLiteral("ada"),
@@ -276,11 +322,10 @@ void TestInspector::consoleMarksTheFaultyField()
     QVERIFY2(shown.contains(message), qPrintable(shown));
 }
 
-// A load host and lumoctl record against the emulator, which answers, fails
-// and ignores calls in turn; the chart has an arrow per frame, styled by how
-// the call ended, and the statistics are lumoctl's.
-void TestInspector::captureViewDrawsTheSession()
+void TestInspector::recordSession()
 {
+    if (!m_captures.isEmpty())
+        return;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("LUMOIPC_CAPTURE", QDir::tempPath() + "/host-%p.pcapng");
     env.insert("LUMOIPC_CALL_EXPIRY_MS", "300");
@@ -306,9 +351,9 @@ void TestInspector::captureViewDrawsTheSession()
     QVERIFY(m_emulator.ok(answer + R"({"reply":{"folderId":"f2"},"delayMs":20}})") && calls(3));
     host.closeWriteChannel();
     QVERIFY(host.waitForFinished(20000 * lumotest::timeScale()));
-    m_captures = QDir(QDir::tempPath()).entryList({"host-*.pcapng"});
-    QCOMPARE(m_captures.size(), 2);
-    for (QString &c : m_captures)
+    QStringList captures = QDir(QDir::tempPath()).entryList({"host-*.pcapng"});
+    QCOMPARE(captures.size(), 2);
+    for (QString &c : captures)
         c.prepend(QDir::tempPath() + '/');
     QVERIFY(load({m_hostPath}));
     m_hostFrames = capture()->chart()->session()->rowCount();
@@ -317,6 +362,17 @@ void TestInspector::captureViewDrawsTheSession()
                             .find("offset")
                             ->toInteger());
 
+    m_captures = captures;
+}
+
+// The chart has an arrow per frame of both captures, styled by how the call
+// ended, and the statistics are lumoctl's.
+void TestInspector::captureViewDrawsTheSession()
+{
+    recordSession();
+    if (QTest::currentTestFailed())
+        return;
+    const QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     QVERIFY(load(m_captures));
     QVERIFY(capture()->bannerText().isEmpty());
     const KLumoCaptureSession *session = capture()->chart()->session();
@@ -393,24 +449,30 @@ void TestInspector::captureViewDrawsTheSession()
 
 void TestInspector::damagedCaptureShowsWhereItStops_data()
 {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("message");
-    const QByteArray whole = hostCapture();
-    QByteArray badLength = whole;
-    qToLittleEndian<quint32>(30, badLength.data() + m_secondBlock + 4);
-    QTest::addRow("cut inside a packet")
-        << whole.left(m_secondBlock + 30)
-        << QStringLiteral("truncated at byte offset %1: ").arg(m_secondBlock);
+    QTest::addColumn<bool>("cut"); // else the second block's length is not a multiple of 4
+    QTest::addColumn<QString>("message"); // %1: the second block's offset
+    QTest::addRow("cut inside a packet") << true << QStringLiteral("truncated at byte offset %1: ");
     QTest::addRow("length not a multiple of 4")
-        << badLength << QStringLiteral("corrupt at byte offset %1: ").arg(m_secondBlock + 4);
+        << false << QStringLiteral("corrupt at byte offset %1: ");
 }
 
 // What came before the damage is drawn, then a red band; the banner names
 // the byte offset.
 void TestInspector::damagedCaptureShowsWhereItStops()
 {
-    QFETCH(QByteArray, bytes);
+    QFETCH(bool, cut);
     QFETCH(QString, message);
+    recordSession();
+    if (QTest::currentTestFailed())
+        return;
+    QByteArray bytes = hostCapture();
+    if (cut) {
+        bytes.truncate(m_secondBlock + 30);
+        message = message.arg(m_secondBlock);
+    } else {
+        qToLittleEndian<quint32>(30, bytes.data() + m_secondBlock + 4);
+        message = message.arg(m_secondBlock + 4);
+    }
     QFile f(QDir::tempPath() + "/damaged.pcapng");
     QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
     f.write(bytes);
@@ -425,6 +487,9 @@ void TestInspector::damagedCaptureShowsWhereItStops()
 // A capture being written grows in the chart as blocks complete.
 void TestInspector::followedCaptureGrows()
 {
+    recordSession();
+    if (QTest::currentTestFailed())
+        return;
     const QByteArray whole = hostCapture();
     QFile f(QDir::tempPath() + "/growing.pcapng");
     QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
@@ -440,10 +505,17 @@ void TestInspector::followedCaptureGrows()
 }
 
 // Each view rendered from this session, for the README (LUMO_SCREENSHOT_DIR)
-// or the test's own folder.
+// or the test's own folder: logged in, a call answered, both captures open.
+// Each shows its own labels and table headers, in view, and none of the others'.
 void TestInspector::screenshots()
 {
+    recordSession();
+    if (QTest::currentTestFailed())
+        return;
     const QString dir = qEnvironmentVariable("LUMO_SCREENSHOT_DIR", QDir::tempPath());
+    QVERIFY(m_emulator.ok(Login));
+    QTRY_COMPARE_WITH_TIMEOUT(live()->state("logged in"), QStringLiteral("yes"),
+                              10000 * lumotest::timeScale());
     QVERIFY(
         m_emulator.ok(R"({"cmd":"reply","method":"createFolder","behaviour":{"reply":)"
                       R"({"state":0,"userId":"10001","folderId":"F-1001","folderName":"Reports",)"
@@ -466,15 +538,41 @@ void TestInspector::screenshots()
         ++failed;
     chart->selectRow(failed);
     chart->verticalScrollBar()->setValue((first - 1) * chart->rowHeight());
-    for (const auto &tab : {std::make_pair(KLumoInspectorWindow::Live, "live"),
-                            std::make_pair(KLumoInspectorWindow::Calls, "calls"),
-                            std::make_pair(KLumoInspectorWindow::Capture, "capture")}) {
-        m_window->showTab(tab.first);
+    struct View
+    {
+        KLumoInspectorWindow::Tab tab;
+        const char *file;
+        QStringList shows; // the first is the view's alone
+    };
+    const View views[] = {
+        {KLumoInspectorWindow::Live,
+         "live",
+         {"Server name", "Service", "Running", "Connection", "Logged in", "connected", "yes",
+          "Record", "Value", "Time", "Signal", "Arguments", "Pause"}},
+        {KLumoInspectorWindow::Calls,
+         "calls",
+         {"Argument (JSON)", "Send", "Time", "Method", "Outcome"}},
+        {KLumoInspectorWindow::Capture,
+         "capture",
+         {"NOTIFICATION", "COUNT", "Open…", "Follow…", "METHOD", "CALLS", "FAILED", "NO REPLY",
+          "P50 ms", "P99 ms"}},
+    };
+    for (const View &view : views) {
+        m_window->showTab(view.tab);
         QCoreApplication::processEvents();
         const QPixmap shot = m_window->grab();
         QCOMPARE(shot.size(), m_window->size());
-        QVERIFY(shot.save(dir + QStringLiteral("/inspector-%1.png").arg(tab.second)));
+        const QStringList shown = shownTexts(m_window.get());
+        for (const QString &text : view.shows)
+            QVERIFY2(shown.contains(text), qPrintable(view.file + (": no " + text)));
+        for (const View &other : views)
+            QVERIFY2(&other == &view || !shown.contains(other.shows.first()),
+                     qPrintable(view.file + (": shows " + other.shows.first())));
+        QVERIFY(shot.save(dir + QStringLiteral("/inspector-%1.png").arg(view.file)));
     }
+    // The capture view's summary line, last shown.
+    const QStringList status = shownTexts(m_window.get()).filter("from 2 file(s) of 2 host(s)");
+    QCOMPARE(status.size(), 1);
 }
 
 void TestInspector::consoleWithoutServiceSaysNotConnected()
