@@ -38,7 +38,10 @@ install(CODE "
 # root it is installed in (as the sources include it; "." for the root), and
 # its CamelCase name. From this list come the install rules, a forwarding
 # header per entry (<LumoIpc/LumoIpcCalls>, as KDE Frameworks spell theirs)
-# and the export check's view of what a host may call.
+# and the export check's view of what a host may call. The one header after
+# it holds what the typed calls' templates need of the library's internals:
+# installed because lumoipccalls.h includes it, as Qt installs
+# qobjectdefs_impl.h, with no CamelCase name, for no host to include.
 set(_lumo_src ${PROJECT_SOURCE_DIR}/src)
 set(_lumo_gen ${CMAKE_CURRENT_BINARY_DIR})
 set(LUMOIPC_PUBLIC_HEADERS
@@ -46,7 +49,7 @@ set(LUMOIPC_PUBLIC_HEADERS
   ${_lumo_gen}/ipc/lumoipccalls.h . LumoIpcCalls
   ${_lumo_gen}/ipc/klumoipc.h . KLumoIpc
   ${_lumo_src}/ipc/lumopendingcall.h . PendingCall
-  ${_lumo_src}/ipc/lumoresulthandler.h . ResultHandler
+  ${_lumo_src}/ipc/lumostatus.h . Status
   ${_lumo_gen}/lumoipc_export.h . LumoIpcExport
   ${PROJECT_BINARY_DIR}/idl/gen-cpp/lumo_types.h . LumoTypes
   ${_lumo_src}/connection/klumoipclogincache.h connection KLumoIpcLoginCache
@@ -54,6 +57,21 @@ set(LUMOIPC_PUBLIC_HEADERS
   ${_lumo_src}/dispatch/krpcresponse.h dispatch KRpcResponse
   ${_lumo_src}/dispatch/klumovoidresult.h dispatch KLumoVoidResult
   ${_lumo_src}/notify/klumonotifytypes.h notify KLumoNotifyTypes)
+set(LUMOIPC_IMPL_HEADER ${_lumo_src}/ipc/lumoipccalls_impl.h)
+
+# The build tree's view of the installed headers, for the programs of this
+# project that use the library as a host does (the tools): links to the
+# headers where they are installed relative to each other, and the forwarding
+# headers. Nothing else of the sources is reachable from it.
+set(LUMOIPC_STAGED_INCLUDEDIR ${_lumo_gen}/staged-include)
+file(REMOVE_RECURSE ${LUMOIPC_STAGED_INCLUDEDIR})
+target_include_directories(lumoipc INTERFACE $<BUILD_INTERFACE:${LUMOIPC_STAGED_INCLUDEDIR}>)
+function(_lumo_stage file path)
+  get_filename_component(dir ${LUMOIPC_STAGED_INCLUDEDIR}/${path} DIRECTORY)
+  file(MAKE_DIRECTORY ${dir})
+  file(CREATE_LINK ${file} ${LUMOIPC_STAGED_INCLUDEDIR}/${path} SYMBOLIC)
+endfunction()
+
 set(_lumo_public_files "")
 while(LUMOIPC_PUBLIC_HEADERS)
   list(POP_FRONT LUMOIPC_PUBLIC_HEADERS file folder camel)
@@ -64,12 +82,16 @@ while(LUMOIPC_PUBLIC_HEADERS)
   else()
     set(path ${folder}/${name})
   endif()
-  file(WRITE ${_lumo_gen}/forwarding/LumoIpc/${camel} "#include \"${path}\"\n")
+  _lumo_stage(${file} ${path})
+  file(WRITE ${LUMOIPC_STAGED_INCLUDEDIR}/LumoIpc/${camel} "#include \"${path}\"\n")
   list(APPEND _lumo_public_files ${file})
 endwhile()
-install(DIRECTORY ${_lumo_gen}/forwarding/LumoIpc DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}
+install(FILES ${LUMOIPC_IMPL_HEADER} DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR} COMPONENT lumoipc)
+get_filename_component(_lumo_impl_name ${LUMOIPC_IMPL_HEADER} NAME)
+_lumo_stage(${LUMOIPC_IMPL_HEADER} ${_lumo_impl_name})
+install(DIRECTORY ${LUMOIPC_STAGED_INCLUDEDIR}/LumoIpc DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}
         COMPONENT lumoipc)
-set_property(GLOBAL PROPERTY LUMOIPC_PUBLIC_FILES ${_lumo_public_files})
+set_property(GLOBAL PROPERTY LUMOIPC_PUBLIC_FILES ${_lumo_public_files} ${LUMOIPC_IMPL_HEADER})
 
 install(EXPORT LumoIpcTargets NAMESPACE LumoIpc:: DESTINATION ${LUMOIPC_INSTALL_CMAKEDIR}
         FILE ${LUMOIPC_PACKAGE}Targets.cmake COMPONENT lumoipc)

@@ -193,11 +193,12 @@ void hostCosts(KLumoIpcHandler &handler)
     ofx::lumoipc::KLumoResultDelivery results;
     ofx::lumoipc::KLumoPendingCall pending;
     pending.receiver = &receiver;
+    pending.slotMethod = QStringLiteral("onResult");
+    pending.fallbackType = "GetUnreadMsgCountResult";
     t.restart();
     for (int i = 0; i < n; ++i) {
         results.pending().add(id, pending);
-        results.deliver(pending.receiver, QStringLiteral("onResult"), id, true, &value,
-                        "GetUnreadMsgCountResult");
+        results.deliver(id, LumoIpc::Status::Code::Ok, &value);
     }
     const double deliverNs = double(t.nsecsElapsed()) / n;
     QCoreApplication::processEvents();

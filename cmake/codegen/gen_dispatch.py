@@ -14,6 +14,9 @@ kept):
   @RESULT_SLOTS@    one receiver slot per distinct result type,
                     onResult_<token>(bool, const QString &, const T &), whose body
                     calls the template's record(success, requestId, "<token>", value)
+  @STATUS_RESULT_SLOTS@  the same for the typed calls' receiver,
+                    onResult_<token>(const LumoIpc::Status &, const T &), whose body
+                    calls the template's record(status, "<token>", value)
   @TYPED_CALLS@     one typed call per row and for lumoIpcCall, named as the slot:
                     a function template taking the argument record, a context
                     and a callable, that starts the call through the named route
@@ -57,6 +60,10 @@ EXPANSIONS = {
     'RESULT_SLOTS': lambda rows: [
         f'void onResult_{t}(bool success, const QString &requestId, const {spelled(t)} &value) '
         f'{{ record(success, requestId, "{t}", value); }}'
+        for t in unique(r.result for r in rows)],
+    'STATUS_RESULT_SLOTS': lambda rows: [
+        f'void onResult_{t}(const LumoIpc::Status &status, const {spelled(t)} &value) '
+        f'{{ record(status, "{t}", value); }}'
         for t in unique(r.result for r in rows)],
     'TYPED_CALLS': lambda rows: [typed_call(r) for r in rows + [LUMO_IPC_CALL]],
 }

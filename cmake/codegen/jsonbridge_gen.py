@@ -3,8 +3,8 @@
 
   jsonbridge_gen.py schema  IDL_JSON OUT.cpp   type/record/method tables (no Thrift headers)
   jsonbridge_gen.py records IDL_JSON OUT.cpp   record name -> operations over the generated C++ types
-  jsonbridge_gen.py lumoctl IDL_JSON OUT.h TABLE   lumoctl's method table and result slots, from
-                                                   the dispatcher's table (checked against the IDL)
+  jsonbridge_gen.py lumoctl IDL_JSON OUT.h TABLE   the tools' method table, from the
+                                                   dispatcher's table (checked against the IDL)
 
 The interface file is the single table; everything here is its repetition.
 """
@@ -12,7 +12,7 @@ import io
 import json
 import sys
 
-from lumotables import VOID_RESULT, is_record, read_dispatch, spelled, unique, write_if_changed
+from lumotables import read_dispatch, spelled, write_if_changed
 
 KIND = {
     "void": "Void", "bool": "Bool", "byte": "Byte", "i8": "Byte", "i16": "I16", "i32": "I32",
@@ -126,44 +126,23 @@ def emit_records(t, out, *unused):
 
 
 def emit_lumoctl(t, out, table):
-    """lumoctl's view of the dispatcher: its method table and a receiver with one
-    result slot per distinct result type.
-
-    The dispatcher invokes "<slot>(bool,QString,<Type>)" by name; moc matches the
-    normalized text, so each type is spelled as it is registered: records by their
-    plain name, the standard types spelled out, void replies as KLumoVoidResult.
-    """
+    """The tools' view of the dispatcher: the methods a host calls by name, with
+    their argument and result types spelled as the library registers them
+    (records by their plain name, the standard types spelled out, void replies
+    as KLumoVoidResult): what LumoIpc::dynamicCall() takes and hands back."""
     rows = read_dispatch(table)
     for r in rows:
         if not any(m[0] == r.method and m[1] == 0 for m in t.methods):
             raise SystemExit(f"{table}: {r.slot} calls {r.method}, which the interface does not declare")
-    results = unique(r.result for r in rows)
-    records = sorted({tok for r in rows for tok in (r.arg, r.result) if is_record(tok)})
     w = out.write
     w(HEADER)
-    w("#pragma once\n\n#include \"klumoctlreceiverbase.h\"\n\n")
-    w("#include \"dispatch/klumovoidresult.h\"\n#include \"dispatch/krpcresponse.h\"\n\n")
-    w("#include <lumo_types.h>\n\n#include <map>\n#include <string>\n#include <vector>\n\n")
-    for r in records:
-        w(f"using ofx::lumo::{r};\n")
-    w("\nnamespace ofx::lumo {\n\n")
+    w("#pragma once\n\nnamespace ofx::lumo {\n\n")
     w("// slot (the name a host calls), service method, argument and result type names\n")
     w("struct KLumoCtlMethod\n{\n    const char *name;\n    const char *method;\n")
     w("    const char *argType;\n    const char *resultType;\n};\n\n")
     w("inline const KLumoCtlMethod lumoctlMethods[] = {\n")
     for r in rows:
         w(f'    {{"{r.slot}", "{r.method}", "{spelled(r.arg)}", "{spelled(r.result)}"}},\n')
-    w("};\n\n")
-    w("// Receives every result type the dispatcher delivers; lives on the main thread.\n")
-    w("class KLumoCtlReceiver : public KLumoCtlReceiverBase\n{\n    Q_OBJECT\npublic:\n")
-    w("    using KLumoCtlReceiverBase::KLumoCtlReceiverBase;\n\npublic Q_SLOTS:\n")
-    w("    void onGeneric(bool ok, const QString &requestId, const KRpcResponse &value)\n")
-    w("    {\n        deliver(ok, requestId, toJson(value.values()));\n    }\n")
-    for result in results:
-        ty = spelled(result)
-        conv = "KLumoJsonValue()" if result == VOID_RESULT else "toJson(value)"
-        w(f"    void onResult(bool ok, const QString &requestId, const {ty} &value)\n")
-        w(f"    {{\n        deliver(ok, requestId, {conv});\n    }}\n")
     w("};\n\n} // namespace ofx::lumo\n")
 
 

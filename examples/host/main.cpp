@@ -19,7 +19,7 @@ public:
     void callAndWalkAway();
     void onLogin();
     void onLoginInfo(bool ok, const KRpcResponse &r);
-    void onRemoved(bool ok, const RemoveResult &r);
+    void onRemoved(const LumoIpc::Status &status, const RemoveResult &r);
     void onNewMessages(const QStringList &ids);
 
     bool calling = false;
@@ -68,11 +68,10 @@ void Files::callAll()
 
     RemoveArg gone;
     gone.__set_id("42");
-    LumoIpc::remove(gone, this, &Files::onRemoved); // onRemoved(bool, const RemoveResult &)
+    LumoIpc::remove(gone, this, &Files::onRemoved); // takes (const Status &, const RemoveResult &)
 
     // The generic route: a method name and its parameters, a KRpcResponse back.
-    LumoIpc::call("getLoginInfo", {QCoreApplication::applicationName()}, this,
-                  &Files::onLoginInfo);
+    LumoIpc::call("getLoginInfo", {QCoreApplication::applicationName()}, this, &Files::onLoginInfo);
 }
 
 void Files::callAndWalkAway()
@@ -114,14 +113,17 @@ void Files::onLoginInfo(bool ok, const KRpcResponse &r)
     done();
 }
 
-void Files::onRemoved(bool ok, const RemoveResult &r)
+void Files::onRemoved(const LumoIpc::Status &status, const RemoveResult &r)
 {
-    // ok is false when the service failed or did not answer in time (16 s), or
-    // at once when there is no connection; r is then the default record.
-    if (ok)
+    // The status says how the call ended; r is the default record unless it was
+    // answered. The service fails this one: its exception's text comes along.
+    if (status.ok())
         std::printf("remove: ok, state=%d\n", int(r.state));
+    else if (status.code() == LumoIpc::Status::Code::ServiceException)
+        std::printf("remove: the service said \"%s\" (state=%d)\n", qPrintable(status.message()),
+                    int(r.state));
     else
-        std::printf("remove: failed, handled (state=%d)\n", int(r.state));
+        std::printf("remove: failed, code %d\n", int(status.code()));
     done();
 }
 

@@ -6,6 +6,7 @@
 #include "connection/klumologininfo.h"
 #include "connection/klumoserviceprocess.h"
 #include "dispatch/klumoipchandler.h"
+#include "ipc/lumoipc.h"
 #include "notify/klumonotifyactualprocessor.h"
 #include "notify/klumonotifyhandler.h"
 #include "push/klocalpushmsgdispatch.h"
@@ -85,10 +86,15 @@ KLumoIpcProxy::KLumoIpcProxy(QObject *parent)
     d->channel = std::make_shared<KLumoIpcChannel>(this, d->notifyProcessor);
     d->client = std::make_shared<KLumoServicesCobClient>(d->channel, &d->protocolFactory);
     d->dispatcher = new KLumoIpcHandler(this, d->client, d->channel);
+    // Both live on this thread; the dispatcher goes first at teardown.
+    d->channel->setRequestsDroppedHandler([dispatcher = QPointer<KLumoIpcHandler>(d->dispatcher)] {
+        if (dispatcher)
+            dispatcher->onRequestsDropped();
+    });
 
     connectPushSignals(d->pushDispatch);
 
-    d->serverName = KLumoPaths::localServerName();
+    d->serverName = LumoIpcServerName();
     d->lastLoginCache = KLumoLoginInfo::loadLastLogin();
 
     connect(&d->delayCheckTimer, SIGNAL(timeout()), this, SLOT(on_delayCheckStatus()));

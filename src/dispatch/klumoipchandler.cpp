@@ -49,13 +49,15 @@ QString KLumoIpcHandler::asynCallEx(const QString &method, const QGenericArgumen
 }
 
 bool KLumoIpcHandler::queueCall(const QString &requestId, const QString &method,
-                                const QStringList &params, QObject *receiver, const QString &slot)
+                                const QStringList &params, QObject *receiver, const QString &slot,
+                                Route route)
 {
     KLumoIpcHandlerPrivate *const target = d.get();
-    if (target->calls().post(
-            [target, requestId, method, params, guarded = QPointer<QObject>(receiver), slot] {
-                target->asynCall(requestId, method, params, guarded, slot);
-            }))
+    if (target->calls().post([target, route, requestId, method, params,
+                              guarded = QPointer<QObject>(receiver), slot] {
+            target->runOnRoute(route,
+                               [&] { target->asynCall(requestId, method, params, guarded, slot); });
+        }))
         return true;
     logFailure(method);
     return false;
@@ -63,19 +65,28 @@ bool KLumoIpcHandler::queueCall(const QString &requestId, const QString &method,
 
 bool KLumoIpcHandler::queueCallEx(const QString &requestId, const QString &method,
                                   const QGenericArgument &arg, QObject *receiver,
-                                  const QString &slot)
+                                  const QString &slot, Route route)
 {
     // The slot that runs @p method takes (requestId, its argument, receiver, slot);
     // anything else (an unknown name, another type name) is Qt's to report.
     const QByteArray slotName = method.toUtf8();
-    KLumoCallQueue &calls = d->calls();
+    KLumoIpcHandlerPrivate *const target = d.get();
     if (KLumoQueuedCall::invokeThrough(
-            [&calls](auto call) { return calls.post(std::move(call)); }, d.get(),
-            slotName.constData(), {"QString", arg.name(), "QPointer<QObject>", "QString"},
+            [target, route](auto call) {
+                return target->calls().post([target, route, call = std::move(call)]() mutable {
+                    target->runOnRoute(route, call);
+                });
+            },
+            target, slotName.constData(), {"QString", arg.name(), "QPointer<QObject>", "QString"},
             requestId, KLumoQueuedCall::Untyped {arg.data()}, QPointer<QObject>(receiver), slot))
         return true;
     logFailure(method);
     return false;
+}
+
+void KLumoIpcHandler::onRequestsDropped()
+{
+    d->results().connectionLost();
 }
 
 bool KLumoIpcHandler::cancelRequest(const QString &requestId)

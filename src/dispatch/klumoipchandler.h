@@ -26,7 +26,8 @@ class KLumoIpcHandlerPrivate;
  * the service is not connected, or with success false and the method's default
  * result (the "waitReadError" response on the generic route) when no reply comes
  * within the expiry interval. Cancelled calls and calls whose receiver is gone
- * end silently.
+ * end silently. The typed calls go the same way on Route::Typed, which only
+ * changes how they end (see Route).
  *
  * Owned by the host thread (asynCall, asynCallEx and cancelRequest only make an
  * id and queue the call); the work happens on the private object's own thread.
@@ -53,15 +54,28 @@ public:
     // method's argument record (Q_ARG(RemoveArg, arg)).
     QString asynCallEx(const QString &method, const QGenericArgument &arg, QObject *receiver,
                        const QString &slot);
+    // How a call ends for its receiver. Named: slot(bool, requestId, Result);
+    // a reply that fails (the service's exception, or one that does not
+    // decode) is logged, and the call ends at its expiry. Typed:
+    // slot(const LumoIpc::Status &, Result), and the call ends as soon as the
+    // library knows how: at once on such a reply, and when the connection
+    // drops while it waits.
+    enum class Route { Named, Typed };
+
     // The same two routes under an id the caller made (createRequestId()), so that
     // it can file the call before any result may arrive. Return whether the call
     // was queued; a call that was not is logged and never ends.
     bool queueCall(const QString &requestId, const QString &method, const QStringList &params,
-                   QObject *receiver, const QString &slot);
+                   QObject *receiver, const QString &slot, Route route = Route::Named);
     bool queueCallEx(const QString &requestId, const QString &method, const QGenericArgument &arg,
-                     QObject *receiver, const QString &slot);
+                     QObject *receiver, const QString &slot, Route route = Route::Named);
     // Drops the call's result when it comes; the service call itself runs on.
     bool cancelRequest(const QString &requestId);
+
+    // The channel's word that it dropped the requests waiting for replies (its
+    // connection went, and their completions will never run): ends the typed
+    // calls now. Any thread.
+    void onRequestsDropped();
 
     // Any thread; takes effect for calls registered afterwards.
     void setExpiryInterval(int ms);

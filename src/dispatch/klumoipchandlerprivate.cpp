@@ -91,18 +91,6 @@ struct ClientInput : Client
     }
 };
 
-// Says which way a reply failed, with the request id, so that a host (lumoctl)
-// can tell the service's exception from a reply it could not read.
-void logReplyFailure(const QString &method, const QString &requestId, bool fromService,
-                     const std::exception &e)
-{
-    const QString how = fromService ? QStringLiteral("the service answered with an exception")
-                                    : QStringLiteral("the reply could not be decoded");
-    ofx::lumo::log::info(lcLumoIpc(),
-                         QStringLiteral("KLumoIpcHandlerPrivate: %1 (request %2): %3: %4")
-                             .arg(method, requestId, how, QString::fromUtf8(e.what())));
-}
-
 int expiryFromEnvironment()
 {
     bool ok = false;
@@ -166,9 +154,13 @@ void KLumoIpcHandlerPrivate::registerPending(const QString &requestId,
                                              const QString &slotMethod, const QString &method,
                                              const void *fallbackValue, const char *fallbackType)
 {
-    const KLumoPendingCall call {receiver,      slotMethod,
-                                 method,        QDateTime::currentMSecsSinceEpoch(),
-                                 fallbackValue, fallbackType};
+    const KLumoPendingCall call {receiver,
+                                 slotMethod,
+                                 method,
+                                 QDateTime::currentMSecsSinceEpoch(),
+                                 fallbackValue,
+                                 fallbackType,
+                                 m_eRoute == KLumoIpcHandler::Route::Typed};
     if (m_results->pending().add(requestId, call) == 1)
         onCheckExpriedTimerAutoPolicy();
 }
@@ -180,36 +172,34 @@ void KLumoIpcHandlerPrivate::removePending(const QString &requestId)
         onCheckExpriedTimerAutoPolicy();
 }
 
-void KLumoIpcHandlerPrivate::onResultEx(const QPointer<QObject> &receiver,
-                                        const QString &slotMethod, const QString &requestId,
-                                        bool success, const void *value, const char *typeName)
+void KLumoIpcHandlerPrivate::onResultEx(const QString &requestId, LumoIpc::Status::Code code,
+                                        const void *value)
 {
-    m_results->deliver(receiver, slotMethod, requestId, success, value, typeName);
+    m_results->deliver(requestId, code, value);
 }
 
 void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const void *fallback,
                                    const void *closedValue, Send send, const void *arg,
                                    Receive receive, Destroy destroy)
 {
+    using Code = LumoIpc::Status::Code;
     registerPending(call.requestId, call.receiver, call.slotMethod, call.method, fallback,
                     typeName);
     if (!m_client || !m_transport || !m_transport->good()) {
-        onResultEx(call.receiver, call.slotMethod, call.requestId, false, closedValue, typeName);
+        onResultEx(call.requestId, Code::NotConnected, closedValue);
         return;
     }
 
     // The adapter: runs where the channel completes replies.
     const std::weak_ptr<KLumoResultDelivery> weakResults = m_results;
-    Cob adapter = [weakResults, call, typeName, closed = closedValue, receive,
-                   destroy](Client *client) {
+    Cob adapter = [weakResults, call, closed = closedValue, receive, destroy](Client *client) {
         const std::shared_ptr<KLumoResultDelivery> results = weakResults.lock();
         if (!results)
             return; // the dispatcher is gone
         if (t_sendingRequest && *t_sendingRequest == call.requestId) {
             // Called from inside the send: nothing went out and the input buffer
             // may be in use by a reply on the channel's thread. End the call now.
-            results->deliver(call.receiver, call.slotMethod, call.requestId, false, closed,
-                             typeName);
+            results->deliver(call.requestId, Code::NotConnected, closed);
             return;
         }
         // An empty input buffer means the channel gave up on the call without a
@@ -218,17 +208,18 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
         const bool noReply = ClientInput::isEmpty(*client);
         const bool exception = ClientInput::isException(*client);
         try {
-            results->deliver(call.receiver, call.slotMethod, call.requestId, true,
-                             std::shared_ptr<void>(receive(*client), destroy), typeName);
+            results->deliver(call.requestId, std::shared_ptr<void>(receive(*client), destroy));
         } catch (const std::exception &e) {
             ofx::lumo::log::info(lcLumoIpc(),
                                  QLatin1String(call.exceptionText) + QString::fromUtf8(e.what()));
             if (noReply)
-                results->deliver(call.receiver, call.slotMethod, call.requestId, false, closed,
-                                 typeName);
+                results->deliver(call.requestId, Code::NotConnected, closed);
             else
-                logReplyFailure(call.method, call.requestId,
-                                exception && dynamic_cast<const TApplicationException *>(&e), e);
+                results->fail(call.requestId,
+                              exception && dynamic_cast<const TApplicationException *>(&e)
+                                  ? Code::ServiceException
+                                  : Code::UndecodableReply,
+                              QString::fromUtf8(e.what()));
         }
     };
 
@@ -239,7 +230,7 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
         t_sendingRequest = nullptr;
         ofx::lumo::log::info(lcLumoIpc(),
                              QLatin1String(call.exceptionText) + QString::fromUtf8(e.what()));
-        onResultEx(call.receiver, call.slotMethod, call.requestId, false, closedValue, typeName);
+        onResultEx(call.requestId, Code::NotConnected, closedValue);
         return;
     }
     t_sendingRequest = nullptr;
@@ -336,11 +327,8 @@ void KLumoIpcHandlerPrivate::onCheckExpiredRequest()
     const int expiryMs = m_expiryMs.load();
     const auto expired =
         m_results->pending().expired(QDateTime::currentMSecsSinceEpoch(), expiryMs);
-    for (const auto &entry : expired) {
-        const KLumoPendingCall &call = entry.second;
-        onResultEx(call.receiver, call.slotMethod, entry.first, false, call.fallbackValue,
-                   call.fallbackType);
-    }
+    for (const auto &entry : expired)
+        onResultEx(entry.first, LumoIpc::Status::Code::Expired, entry.second.fallbackValue);
     // Replies remove their records without waking this thread; when nothing is
     // left the sweep simply rests until the next registration starts it again.
     const qint64 oldest = m_results->pending().oldestStartTime();

@@ -15,10 +15,42 @@ int KLumoPendingCalls::add(const QString &requestId, const KLumoPendingCall &cal
     return m_calls.size();
 }
 
-bool KLumoPendingCalls::take(const QString &requestId)
+bool KLumoPendingCalls::take(const QString &requestId, KLumoPendingCall *taken)
 {
     tsan::WriteLocker locker(&m_lock);
-    return m_calls.remove(requestId) > 0;
+    const auto it = m_calls.find(requestId);
+    if (it == m_calls.end())
+        return false;
+    if (taken)
+        *taken = std::move(*it);
+    m_calls.erase(it);
+    return true;
+}
+
+bool KLumoPendingCalls::takeTyped(const QString &requestId, KLumoPendingCall *taken)
+{
+    tsan::WriteLocker locker(&m_lock);
+    const auto it = m_calls.find(requestId);
+    if (it == m_calls.end() || !it->typed)
+        return false;
+    *taken = std::move(*it);
+    m_calls.erase(it);
+    return true;
+}
+
+KLumoPendingCalls::Records KLumoPendingCalls::takeAllTyped()
+{
+    Records out;
+    tsan::WriteLocker locker(&m_lock);
+    for (auto it = m_calls.begin(); it != m_calls.end();) {
+        if (it->typed) {
+            out.append(qMakePair(it.key(), std::move(*it)));
+            it = m_calls.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    return out;
 }
 
 void KLumoPendingCalls::clear()

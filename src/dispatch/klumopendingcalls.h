@@ -19,6 +19,9 @@ struct KLumoPendingCall
     qint64 startTime = 0; // ms since the epoch, at registration
     const void *fallbackValue = nullptr; // a static that outlives every call
     const char *fallbackType = nullptr; // its registered type name
+    // Made by a typed call: ends with a status, and at once on every failure
+    // the library learns of, rather than only at its expiry.
+    bool typed = false;
 };
 
 /**
@@ -32,13 +35,19 @@ struct KLumoPendingCall
 class KLumoPendingCalls
 {
 public:
-    using Expired = QList<QPair<QString, KLumoPendingCall>>;
+    using Records = QList<QPair<QString, KLumoPendingCall>>;
+    using Expired = Records;
 
     // Inserts or replaces; returns the number of calls now pending.
     int add(const QString &requestId, const KLumoPendingCall &call);
-    // Removes the call if present; returns whether this caller removed it. Exactly
-    // one of the parties racing to end a call (reply, cancellation, expiry) wins.
-    bool take(const QString &requestId);
+    // Removes the call if present; returns whether this caller removed it, and
+    // the record in @p taken. Exactly one of the parties racing to end a call
+    // (reply, failure, cancellation, expiry) wins.
+    bool take(const QString &requestId, KLumoPendingCall *taken = nullptr);
+    // take(), for a typed call only: a call by name stays.
+    bool takeTyped(const QString &requestId, KLumoPendingCall *taken);
+    // Removes every typed call.
+    Records takeAllTyped();
     void clear();
     int count() const;
     bool isEmpty() const { return count() == 0; }

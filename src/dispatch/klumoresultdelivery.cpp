@@ -5,52 +5,73 @@
 
 namespace ofx::lumoipc {
 
-void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
-                                  const QString &requestId, bool success, const void *value,
-                                  const char *typeName)
-{
-    deliver(receiver, slotMethod, requestId, success, value, nullptr, typeName);
-}
+using ofx::lumo::KLumoQueuedCall;
 
-void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
-                                  const QString &requestId, bool success,
-                                  std::shared_ptr<void> value, const char *typeName)
-{
-    const void *const data = value.get();
-    deliver(receiver, slotMethod, requestId, success, data, std::move(value), typeName);
-}
-
-void KLumoResultDelivery::deliver(const QPointer<QObject> &receiver, const QString &slotMethod,
-                                  const QString &requestId, bool success, const void *value,
-                                  std::shared_ptr<void> owned, const char *typeName)
+void KLumoResultDelivery::deliver(const QString &requestId, Code code, const void *value)
 {
     // Look-up and removal are one step: of a reply, an expiry and a cancellation
     // racing for the same call, only one may reach the receiver.
-    if (!m_pending.take(requestId))
+    KLumoPendingCall call;
+    if (m_pending.take(requestId, &call))
+        deliver(requestId, call, LumoIpc::Status(code, requestId), value, nullptr);
+}
+
+void KLumoResultDelivery::deliver(const QString &requestId, std::shared_ptr<void> value)
+{
+    KLumoPendingCall call;
+    if (!m_pending.take(requestId, &call))
         return;
-    if (slotMethod.isEmpty())
+    const void *const data = value.get();
+    deliver(requestId, call, LumoIpc::Status(Code::Ok, requestId), data, std::move(value));
+}
+
+void KLumoResultDelivery::fail(const QString &requestId, Code code, const QString &message)
+{
+    KLumoPendingCall call;
+    if (m_pending.takeTyped(requestId, &call))
+        deliver(requestId, call, LumoIpc::Status(code, requestId, message), call.fallbackValue,
+                nullptr);
+}
+
+void KLumoResultDelivery::connectionLost()
+{
+    for (const auto &[requestId, call] : m_pending.takeAllTyped())
+        deliver(requestId, call, LumoIpc::Status(Code::ConnectionLost, requestId),
+                call.fallbackValue, nullptr);
+}
+
+void KLumoResultDelivery::deliver(const QString &requestId, const KLumoPendingCall &call,
+                                  const LumoIpc::Status &status, const void *value,
+                                  std::shared_ptr<void> owned)
+{
+    if (call.slotMethod.isEmpty())
         return;
-    QObject *const target = receiver.data();
+    QObject *const target = call.receiver.data();
     if (!target) {
         ofx::lumo::log::info(
             lcLumoIpc(),
             QStringLiteral(
                 "KLumoIpcHandlerPrivate::onResultEx method: %1 Caller has been destructed")
-                .arg(slotMethod));
+                .arg(call.slotMethod));
         return;
     }
 
     // A slot that does not resolve is left to Qt's own look-up, which says why.
-    const QByteArray slotName = slotMethod.toUtf8();
-    using ofx::lumo::KLumoQueuedCall;
-    if (!KLumoQueuedCall::invokeWhile(std::weak_ptr<const char>(m_alive), target,
-                                      slotName.constData(), {"bool", "QString", typeName}, success,
-                                      requestId,
-                                      KLumoQueuedCall::Untyped {value, std::move(owned)}))
+    const QByteArray slotName = call.slotMethod.toUtf8();
+    const std::weak_ptr<const char> gate = m_alive;
+    KLumoQueuedCall::Untyped result {value, std::move(owned)};
+    const bool queued = call.typed
+        ? KLumoQueuedCall::invokeWhile(gate, target, slotName.constData(),
+                                       {"LumoIpc::Status", call.fallbackType}, status,
+                                       std::move(result))
+        : KLumoQueuedCall::invokeWhile(gate, target, slotName.constData(),
+                                       {"bool", "QString", call.fallbackType}, status.ok(),
+                                       requestId, std::move(result));
+    if (!queued)
         ofx::lumo::log::info(
             lcLumoIpc(),
             QStringLiteral("KLumoIpcHandlerPrivate::onResultEx method: %1 Failed to invoke")
-                .arg(slotMethod));
+                .arg(call.slotMethod));
 }
 
 } // namespace ofx::lumoipc

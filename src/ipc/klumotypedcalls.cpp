@@ -23,13 +23,9 @@ KLumoTypedCalls::~KLumoTypedCalls()
 {
     if (g_instance == this)
         g_instance = nullptr;
-    QHash<QString, State> calls;
-    {
-        QMutexLocker locker(&m_lock);
-        calls.swap(m_calls);
-    }
-    for (const State &state : qAsConst(calls))
+    for (const State &state : qAsConst(m_calls))
         state->end(); // the handler goes, unrun
+    m_calls.clear();
 }
 
 KLumoTypedCalls *KLumoTypedCalls::instance()
@@ -48,9 +44,9 @@ KLumoTypedCalls::State KLumoTypedCalls::file(QObject *context,
     auto state = std::make_shared<CallState>();
     state->requestId = ofx::lumoipc::KLumoIpcHandler::createRequestId();
     state->context = context;
+    state->thread = QThread::currentThread();
     state->handler = std::move(handler);
     // Filed before the call leaves: its result may not find it missing.
-    QMutexLocker locker(&m_lock);
     m_calls.insert(state->requestId, state);
     return state;
 }
@@ -73,7 +69,8 @@ LumoIpc::PendingCall KLumoTypedCalls::start(const LumoIpcPrivate::Method &method
     return started(state,
                    m_dispatcher->queueCallEx(state->requestId, QLatin1String(method.name),
                                              QGenericArgument(method.argType, arg), this,
-                                             QLatin1String(method.resultSlot)));
+                                             QLatin1String(method.resultSlot),
+                                             ofx::lumoipc::KLumoIpcHandler::Route::Typed));
 }
 
 LumoIpc::PendingCall KLumoTypedCalls::startGeneric(const QString &method, const QStringList &params,
@@ -83,23 +80,19 @@ LumoIpc::PendingCall KLumoTypedCalls::startGeneric(const QString &method, const 
     const State state = file(context, std::move(handler));
     return started(state,
                    m_dispatcher->queueCall(state->requestId, method, params, this,
-                                           QStringLiteral("onResult_KRpcResponse")));
+                                           QStringLiteral("onResult_KRpcResponse"),
+                                           ofx::lumoipc::KLumoIpcHandler::Route::Typed));
 }
 
 void KLumoTypedCalls::forget(const QString &requestId)
 {
-    QMutexLocker locker(&m_lock);
     m_calls.remove(requestId);
 }
 
-void KLumoTypedCalls::deliver(bool success, const QString &requestId, const void *value,
+void KLumoTypedCalls::deliver(const LumoIpc::Status &status, const void *value,
                               const char *typeName)
 {
-    State state;
-    {
-        QMutexLocker locker(&m_lock);
-        state = m_calls.take(requestId);
-    }
+    const State state = m_calls.take(status.requestId());
     if (!state)
         return; // cancelled
     QObject *const context = state->context.data();
@@ -110,7 +103,7 @@ void KLumoTypedCalls::deliver(bool success, const QString &requestId, const void
     if (context->thread() == thread()) {
         // The usual case: this slot was queued into the context's thread already.
         if (const std::unique_ptr<ResultHandler> handler = state->end())
-            handler->deliver(success, requestId, value);
+            handler->deliver(status, value);
         return;
     }
     // One more hop, with a copy of the value, which this slot only borrows.
@@ -120,11 +113,11 @@ void KLumoTypedCalls::deliver(bool success, const QString &requestId, const void
         state->end();
         return;
     }
-    KLumoQueuedCall::post(context, [state, success, copy, alive = std::weak_ptr(m_alive)] {
+    KLumoQueuedCall::post(context, [state, status, copy, alive = std::weak_ptr(m_alive)] {
         if (alive.expired())
             return; // the library has gone
         if (const std::unique_ptr<ResultHandler> handler = state->end())
-            handler->deliver(success, state->requestId, copy.get());
+            handler->deliver(status, copy.get());
     });
 }
 

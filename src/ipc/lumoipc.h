@@ -151,6 +151,15 @@ LUMOIPC_EXPORT bool LumoIpcCheckLumoLogined();
 LUMOIPC_EXPORT bool LumoIpcCheckLumoRunning();
 
 /**
+ * The local server name on which the service listens for this user and the
+ * library connects: "_Thrift_Lumo_IPC_", the login name of the real user id
+ * (empty when the password database has no entry), then that id in decimal.
+ * The socket is that name in the temporary folder (`$TMPDIR`). Any thread;
+ * does not need LumoIpcInit().
+ */
+LUMOIPC_EXPORT QString LumoIpcServerName();
+
+/**
  * Starts the service process on a thread of Qt's global pool and returns at
  * once. Does nothing before LumoIpcInit() and after LumoIpcFree().
  * @param param appended to the command line; empty means "autologin".

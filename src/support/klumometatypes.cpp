@@ -4,6 +4,7 @@
 #include "connection/klumoipclogincache.h"
 #include "dispatch/klumodispatchtypes.h"
 #include "dispatch/krpcresponse.h"
+#include "ipc/lumostatus.h"
 #include "notify/klumonotifytypes.h"
 #include "support/klumoqueuedcall.h"
 
@@ -78,7 +79,8 @@ void KLumoMetaTypes::registerAll()
     add<KLumoIpcLoginCache>("KLumoIpcLoginCache");
     add<KCompanyInfoCache>("KCompanyInfoCache");
 
-    // Value types of the library's public API go here.
+    // Value types of the library's public API.
+    add<LumoIpc::Status>("LumoIpc::Status");
 
     QMutexLocker locker(&lock());
     g_allRegistered = true;

@@ -1,12 +1,11 @@
 #pragma once
 
-#include "transport/kxlocalservernames.h"
+#include "lumoipc_export.h"
 
-#include <QByteArray>
 #include <QString>
 
-#include <pwd.h>
-#include <unistd.h>
+// Declared with the library's other exported functions (lumoipc.h).
+LUMOIPC_EXPORT QString LumoIpcServerName();
 
 namespace ofx::lumo {
 
@@ -31,28 +30,13 @@ public:
     // dataRoot()/userdata/<userId or "AllUsers">, created with its parents.
     static QString userDataPath(const QString &userId);
 
-    // The local server name the library connects to: "_Thrift_Lumo_IPC_", the
-    // login name of the real user id (empty when the password database has no
-    // entry), then that id in decimal. Any thread. Inline, so that the tools,
-    // tests and benchmarks that link only the shared library form the same name.
-    static QString localServerName();
+    // The local server name the library connects to: LumoIpcServerName(),
+    // under the name the library's own code and the tools linking its core use.
+    static QString localServerName() { return LumoIpcServerName(); }
 
     // The platform check of the auto-login decision: 0 when a service could be
     // started from here, non-zero otherwise (1: no service executable).
     static int checkServicePlatform();
 };
-
-inline QString KLumoPaths::localServerName()
-{
-    const uid_t uid = ::getuid();
-    const long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
-    QByteArray buf(size > 0 ? int(size) : 16384, Qt::Uninitialized);
-    struct passwd pw;
-    struct passwd *result = nullptr;
-    QString login;
-    if (::getpwuid_r(uid, &pw, buf.data(), size_t(buf.size()), &result) == 0 && result)
-        login = QString::fromLocal8Bit(result->pw_name);
-    return QLatin1String(servername::Ipc) + login + QString::number(uid);
-}
 
 } // namespace ofx::lumo

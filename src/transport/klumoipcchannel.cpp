@@ -83,7 +83,10 @@ void KLumoIpcChannelPrivate::reset()
         dropped.swap(callbacks);
         recvBuffers.clear();
     }
-    // The dropped callbacks are destroyed here, outside the lock, never called.
+    // The dropped callbacks are destroyed here, outside the lock, never called;
+    // whoever made those calls hears of it once.
+    if (!dropped.empty() && m_fnRequestsDropped)
+        m_fnRequestsDropped();
 }
 
 void KLumoIpcChannelPrivate::syncState()
@@ -318,6 +321,11 @@ void KLumoIpcChannel::close()
         d->socket->close();
     }
     d->syncState();
+}
+
+void KLumoIpcChannel::setRequestsDroppedHandler(std::function<void()> handler)
+{
+    d->m_fnRequestsDropped = std::move(handler);
 }
 
 bool KLumoIpcChannel::isConnected() const

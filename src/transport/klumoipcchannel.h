@@ -8,6 +8,7 @@
 
 #include <thrift/async/TAsyncChannel.h>
 
+#include <functional>
 #include <memory>
 
 namespace ofx::lumo {
@@ -54,6 +55,10 @@ public:
 
     bool connectToServer(const QString &name);
     void close();
+    // Called, on the owner thread, each time a reset of the connection drops
+    // requests that were waiting for their replies; their completion
+    // callbacks are destroyed uncalled. The dispatcher ends such calls by it.
+    void setRequestsDroppedHandler(std::function<void()> handler);
     // True while the socket is connected (and its peer accepted); any thread.
     virtual bool isConnected() const;
 

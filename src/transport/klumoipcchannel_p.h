@@ -77,6 +77,7 @@ public:
     std::wstring serverName;
     KLumoPeerCheck peerCheck = &samePeerUid;
     quint64 bytesDelivered = 0; // copied into receive and notification buffers
+    std::function<void()> m_fnRequestsDropped;
 
     // Any thread.
     std::atomic<int> state {QLocalSocket::UnconnectedState};

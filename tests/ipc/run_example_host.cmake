@@ -69,6 +69,43 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component lumoipc)
+
+# What is installed is the host guide's list of headers and one file more: each
+# <LumoIpc/Name> the guide names forwards to a header installed beside it, the
+# typed calls' lumoipccalls_impl.h is there too, included by lumoipccalls.h
+# alone, and nothing else is.
+file(READ ${SOURCE_DIR}/docs/host-guide.md guide)
+string(REGEX MATCH "\nHeaders: [^\n]*(\n[^\n]+)*" headers "${guide}")
+string(REGEX MATCHALL "<LumoIpc/[A-Za-z]+>" documented "${headers}")
+list(TRANSFORM documented REPLACE "<LumoIpc/([A-Za-z]+)>" "\\1")
+list(REMOVE_DUPLICATES documented)
+set(include ${prefix}/include/lumoipc)
+file(GLOB camel RELATIVE ${include}/LumoIpc ${include}/LumoIpc/*)
+list(SORT documented)
+list(SORT camel)
+if(NOT camel STREQUAL documented)
+  message(FATAL_ERROR "installed <LumoIpc/...> names: ${camel}\nthe host guide's: ${documented}")
+endif()
+set(expected lumoipccalls_impl.h)
+foreach(name ${camel})
+  file(READ ${include}/LumoIpc/${name} forward)
+  string(REGEX REPLACE "^#include \"([^\"]+)\"\n$" "\\1" target "${forward}")
+  list(APPEND expected ${target})
+endforeach()
+file(GLOB_RECURSE installed RELATIVE ${include} ${include}/*)
+list(FILTER installed EXCLUDE REGEX "^LumoIpc/")
+list(SORT expected)
+list(SORT installed)
+if(NOT installed STREQUAL expected)
+  message(FATAL_ERROR "installed headers: ${installed}\nexpected: ${expected}")
+endif()
+foreach(file ${installed})
+  file(READ ${include}/${file} text)
+  string(FIND "${text}" "lumoipccalls_impl.h" at)
+  if(NOT at EQUAL -1 AND NOT file STREQUAL "lumoipccalls.h")
+    message(FATAL_ERROR "${file} includes lumoipccalls_impl.h; only lumoipccalls.h may")
+  endif()
+endforeach()
 # Installed stripped, its debug information split off: through the debug link
 # an address still resolves to its function and source line.
 file(GLOB lib ${prefix}/lib/liblumoipc${suffix}.so.*.*.*)
@@ -130,5 +167,5 @@ if(NOT rcs STREQUAL "0;0" OR out MATCHES "although")
 endif()
 expect("${out}" "starting the service" "login: logined=1" "createFile: cancelled=1"
        "waiting for notifications" "createFolder: ok=1 id=32 folderId=\"f-1\""
-       "getLoginInfo: ok=1 isLogined=1" "remove: failed, handled (state=0)"
+       "getLoginInfo: ok=1 isLogined=1" "remove: the service said \"disk full\" (state=0)"
        "notifyNewMsgList: m1,m2" "freed object=(nil)")

@@ -11,6 +11,8 @@
 
 #include <QtTest>
 
+#include <thread>
+
 using namespace ofx::lumo;
 
 namespace {
@@ -51,9 +53,24 @@ class TestKLumoTypedCalls : public QObject
     Q_OBJECT
 public:
     QList<Ran> ran;
+    // Starts the library and connects it to @p peer.
+    static bool connectTo(lumotest::FramedPeer &peer)
+    {
+        LumoIpcInit(false);
+        KLumoIpcProxy *proxy = KLumoIpcPrivate::get(LumoIpc::events())->proxy;
+        QSignalSpy up(LumoIpc::events(), &KLumoIpc::SocketConnected);
+        if (!peer.listen(proxy->serverName()))
+            return false;
+        proxy->on_delayCheckStatus(); // connects now
+        return up.wait();
+    }
     void onFolder(bool ok, const QString &id, const CreateFolderResult &r)
     {
         ran.append({ok, id, r.folderId, QThread::currentThread()});
+    }
+    void onFolderStatus(const LumoIpc::Status &status, const CreateFolderResult &r)
+    {
+        ran.append({status.ok(), status.requestId(), r.folderId, QThread::currentThread()});
     }
 
 private Q_SLOTS:
@@ -70,8 +87,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("ending");
         for (const char *ending :
-             {"answered", "member function", "context in another thread", "not connected",
-              "cancelled in flight", "context destroyed in flight", "freed in flight"})
+             {"answered", "member function", "member function with status",
+              "context in another thread", "not connected", "cancelled in flight",
+              "context destroyed in flight", "freed in flight"})
             QTest::addRow("%s", ending) << QString::fromLatin1(ending);
     }
     void endings()
@@ -79,14 +97,7 @@ private Q_SLOTS:
         QFETCH(QString, ending);
         const bool connected = ending != QLatin1String("not connected");
         lumotest::FramedPeer peer;
-        QVERIFY(LumoIpcInit(false));
-        if (connected) {
-            KLumoIpcProxy *proxy = KLumoIpcPrivate::get(LumoIpc::events())->proxy;
-            QSignalSpy up(LumoIpc::events(), &KLumoIpc::SocketConnected);
-            QVERIFY(peer.listen(proxy->serverName()));
-            proxy->on_delayCheckStatus(); // connects now
-            QVERIFY(up.wait());
-        }
+        QVERIFY(connected ? connectTo(peer) : LumoIpcInit(false));
 
         QThread other;
         auto context = std::make_unique<QObject>();
@@ -97,8 +108,11 @@ private Q_SLOTS:
         QAtomicInt callableRuns;
         CreateFolderArg arg;
         arg.__set_folderName("Reports");
-        LumoIpc::PendingCall call = ending == QLatin1String("member function")
-            ? LumoIpc::createFolder(arg, this, &TestKLumoTypedCalls::onFolder)
+        const bool member = ending.startsWith(QLatin1String("member function"));
+        LumoIpc::PendingCall call = member
+            ? ending.endsWith(QLatin1String("status"))
+                ? LumoIpc::createFolder(arg, this, &TestKLumoTypedCalls::onFolderStatus)
+                : LumoIpc::createFolder(arg, this, &TestKLumoTypedCalls::onFolder)
             : LumoIpc::createFolder(arg, context.get(), [&](bool ok, const CreateFolderResult &r) {
                   callableRuns.ref();
                   QMetaObject::invokeMethod(this, [=, t = QThread::currentThread()] {
@@ -119,8 +133,7 @@ private Q_SLOTS:
             peer.sendFrame(frame.seqId, folderReply(frame.body));
         }
 
-        const bool runs = ending == QLatin1String("answered")
-            || ending == QLatin1String("member function")
+        const bool runs = ending == QLatin1String("answered") || member
             || ending == QLatin1String("context in another thread")
             || ending == QLatin1String("not connected");
         if (runs) {
@@ -128,7 +141,7 @@ private Q_SLOTS:
             QCOMPARE(ran.at(0).ok, connected);
             QCOMPARE(ran.at(0).folderId, std::string(connected ? "f-1" : ""));
             QCOMPARE(ran.at(0).thread, context->thread());
-            if (ending == QLatin1String("member function"))
+            if (member)
                 QCOMPARE(ran.at(0).id, call.id());
         }
         // Give a stray second ending, or one that should not come, its chance.
@@ -138,6 +151,91 @@ private Q_SLOTS:
         QVERIFY(!call.cancel()); // ended, one way or the other
         other.quit();
         other.wait();
+    }
+
+    // cancel() belongs to the thread that made the call; elsewhere it is
+    // refused, says so, and the call goes on to its end.
+    void cancelOnAnotherThreadIsRefused()
+    {
+        lumotest::FramedPeer peer;
+        QVERIFY(connectTo(peer));
+        LumoIpc::PendingCall call =
+            LumoIpc::createFolder(CreateFolderArg(), this, &TestKLumoTypedCalls::onFolder);
+        lumotest::FramedPeer::Frame frame;
+        QVERIFY(QTest::qWaitFor([&] { return takeCall(peer, "createFolder", &frame); }));
+        QTest::ignoreMessage(QtWarningMsg,
+                             qPrintable("LumoIpc::PendingCall::cancel: refused on a thread other "
+                                        "than the one that made call "
+                                        + call.id()));
+        bool cancelled = true;
+        std::thread other([&] { cancelled = call.cancel(); });
+        other.join();
+        QVERIFY(!cancelled);
+        peer.sendFrame(frame.seqId, folderReply(frame.body));
+        QTRY_COMPARE(ran.size(), 1);
+        QVERIFY(ran.at(0).ok);
+        QVERIFY(!call.cancel()); // ended
+    }
+
+    // A call by name at run time: the argument is checked against the method
+    // before anything is sent, and the result comes as a QVariant of its type.
+    void dynamicCall_data()
+    {
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<QByteArray>("argType");
+        QTest::addColumn<bool>("withContext");
+        QTest::addColumn<QString>("warning"); // a pattern; empty: the call is made
+        QTest::addRow("answered") << "createFolder" << QByteArray("CreateFolderArg") << true
+                                  << QString();
+        QTest::addRow("unknown method") << "createFoldr" << QByteArray("CreateFolderArg") << true
+                                        << "^LumoIpc::dynamicCall: no method \"createFoldr\"$";
+        QTest::addRow("argument of another type")
+            << "createFolder" << QByteArray("RemoveArg") << true
+            << "^LumoIpc::dynamicCall: createFolder takes CreateFolderArg, not "
+               "(ofx::lumo::)?RemoveArg$";
+        QTest::addRow("no context")
+            << "createFolder" << QByteArray("CreateFolderArg") << false
+            << "^LumoIpc::dynamicCall: createFolder has no context to run its callable in$";
+    }
+    void dynamicCall()
+    {
+        QFETCH(QString, method);
+        QFETCH(QByteArray, argType);
+        QFETCH(bool, withContext);
+        QFETCH(QString, warning);
+        lumotest::FramedPeer peer;
+        peer.setResponder([](const lumotest::FramedPeer::Frame &f) { return folderReply(f.body); });
+        QVERIFY(connectTo(peer));
+        const CreateFolderArg folder;
+        const RemoveArg remove;
+        const void *arg = argType == "RemoveArg" ? static_cast<const void *>(&remove) : &folder;
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+        const QVariant variant(QMetaType::fromName(argType), arg);
+#else
+        const QVariant variant(QMetaType::type(argType), arg);
+#endif
+        if (!warning.isEmpty())
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(warning));
+        LumoIpc::Status status;
+        QVariant result;
+        const LumoIpc::PendingCall call =
+            LumoIpc::dynamicCall(method, variant, withContext ? this : nullptr,
+                                 [&](const LumoIpc::Status &s, const QVariant &r) {
+                                     status = s;
+                                     result = r;
+                                 });
+        QCOMPARE(call.isValid(), warning.isEmpty());
+        if (!call.isValid()) {
+            QTest::qWait(100 * lumotest::timeScale());
+            QVERIFY(!result.isValid()); // never runs
+            return;
+        }
+        QTRY_VERIFY(result.isValid());
+        QVERIFY(status.ok());
+        QCOMPARE(status.requestId(), call.id());
+        QCOMPARE(QByteArray(result.typeName()).split(':').last(), QByteArray("CreateFolderResult"));
+        QCOMPARE(static_cast<const CreateFolderResult *>(result.constData())->folderId,
+                 std::string("f-1"));
     }
 
     void beforeInit()

@@ -130,7 +130,9 @@ void TestSystemCalls::lumoctlSaysWhyACallFailed_data()
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("said");
     QTest::addRow("no service") << QByteArray() << QByteArray() << 3
-                                << "no service answers on " + KLumoPaths::localServerName();
+                                << "remove not connected: the call was not sent (no service "
+                                   "answers on "
+            + KLumoPaths::localServerName();
     QTest::addRow("exception") << QByteArray(R"({"fail":"the file is locked"})") << QByteArray()
                                << 4
                                << "remove failed: the service answered with an exception: the "
@@ -139,7 +141,7 @@ void TestSystemCalls::lumoctlSaysWhyACallFailed_data()
                                  << "remove failed: the reply could not be decoded: Bad protocol "
                                     "identifier";
     QTest::addRow("no reply") << QByteArray(R"({"noReply":true})") << QByteArray() << 6
-                              << "remove failed: no reply within the call expiry";
+                              << "remove expired: no reply within the call expiry";
 }
 
 void TestSystemCalls::lumoctlSaysWhyACallFailed()

@@ -129,7 +129,7 @@ void TestLumoService::lumoctlWaitsForEvents()
     QCOMPARE(outcome(LUMOCTL_BIN, {"generic", "getSkinInfo"}), R"(0 {"a":"1"})");
     QVERIFY(emulator.ok(R"({"cmd":"reply","method":"remove","behaviour":{"noReply":true}})"));
     QCOMPARE(outcome(LUMOCTL_BIN, {"call", "remove", "--timeout", "0.5"}, true),
-             "6 lumoctl: remove: no result within 0.5 s");
+             "6 lumoctl: remove expired: no result within 0.5 s");
     // status answers with the login the library has fetched by then.
     QVERIFY(emulator.ok(R"({"cmd":"login","profile":{"isLogined":"1","userId":"u7"}})"));
     const QByteArray status = outcome(LUMOCTL_BIN, {"status"}).simplified().replace(" ", "");

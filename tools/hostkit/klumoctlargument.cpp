@@ -47,6 +47,15 @@ KLumoCtlArgument::KLumoCtlArgument(const char *serviceMethod, const char *typeNa
     }
 }
 
+QVariant KLumoCtlArgument::toVariant() const
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    return QVariant(QMetaType::fromName(m_typeName), m_data);
+#else
+    return QVariant(QMetaType::type(m_typeName), m_data);
+#endif
+}
+
 KLumoCtlArgument::~KLumoCtlArgument()
 {
     if (m_ops)

@@ -3,6 +3,7 @@
 #include "klumojsoncodec.h"
 
 #include <QGenericArgument>
+#include <QVariant>
 
 #include <map>
 #include <string>
@@ -27,6 +28,9 @@ public:
     KLumoCtlArgument &operator=(const KLumoCtlArgument &) = delete;
 
     QGenericArgument argument() const { return QGenericArgument(m_typeName, m_data); }
+    // A copy, as LumoIpc::dynamicCall() takes it; invalid while the library,
+    // which registers the types, is not initialised.
+    QVariant toVariant() const;
 
 private:
     const char *m_typeName;

@@ -2,7 +2,7 @@
 
 #include "klumojsoncodec.h"
 
-#include <lumo_types.h>
+#include <LumoIpc/LumoTypes>
 
 #include <QJsonDocument>
 #include <QJsonValue>

@@ -1,6 +1,6 @@
 #include "klumoservicestate.h"
 
-#include "ipc/lumoipc.h"
+#include <LumoIpc/LumoIpc>
 
 #include <utility>
 

@@ -1,14 +1,13 @@
 #include "klumocallconsole.h"
 
 #include "klumoargumenteditor.h"
+#include "klumocalloutcome.h"
 #include "klumoctlargument.h"
+#include "klumojsoncall.h"
 #include "klumojsonmessage.h"
 #include "klumojsonsample.h"
 #include "klumomethodcatalog.h"
-#include "klumoreplyfailurewatch.h"
 #include "lumoctl_dispatch.h"
-
-#include "ipc/lumoipc.h"
 
 #include <QDateTime>
 #include <QFontDatabase>
@@ -52,8 +51,6 @@ const QString KLumoCallConsole::GenericRoute = QStringLiteral("generic route (by
 
 KLumoCallConsole::KLumoCallConsole(QWidget *parent)
     : QWidget(parent)
-    , m_receiver(std::make_unique<KLumoCtlReceiver>())
-    , m_watch(new KLumoReplyFailureWatch(this))
     , m_history(new QStandardItemModel(0, 4, this))
 {
     auto *left = new QWidget(this);
@@ -123,9 +120,6 @@ KLumoCallConsole::KLumoCallConsole(QWidget *parent)
     connect(m_methods, &QListWidget::currentRowChanged, this, &KLumoCallConsole::showMethod);
     connect(sample, &QPushButton::clicked, this, &KLumoCallConsole::showMethod);
     connect(m_send, &QPushButton::clicked, this, &KLumoCallConsole::send);
-    connect(m_receiver.get(), &KLumoCtlReceiverBase::resultReady, this,
-            &KLumoCallConsole::onResult);
-    connect(m_watch, &KLumoReplyFailureWatch::replyFailed, this, &KLumoCallConsole::onReplyFailed);
     connect(m_historyView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex &current) { showHistoryRow(current.row()); });
     connect(m_historyView, &QTableView::doubleClicked, this,
@@ -134,24 +128,6 @@ KLumoCallConsole::KLumoCallConsole(QWidget *parent)
 }
 
 KLumoCallConsole::~KLumoCallConsole() = default;
-
-void KLumoCallConsole::attach(QObject *events)
-{
-    connect(events, SIGNAL(SocketConnected()), this, SLOT(onConnected()));
-    connect(events, SIGNAL(SocketDisConnected()), this, SLOT(onDisconnected()));
-}
-
-void KLumoCallConsole::onConnected()
-{
-    m_connected = true;
-}
-
-void KLumoCallConsole::onDisconnected()
-{
-    m_connected = false;
-    for (Pending &p : m_pending)
-        p.facts.connectionLost = true;
-}
 
 void KLumoCallConsole::filterMethods(const QString &text)
 {
@@ -200,97 +176,76 @@ bool KLumoCallConsole::send()
     if (!item)
         return false;
     const QString name = item->text();
-    Pending p;
-    p.generic = name == GenericRoute;
-    QString id;
+    const bool generic = name == GenericRoute;
+    // What to send, checked before anything is sent or shown.
+    QString method;
+    QStringList params; // the generic route's
+    std::unique_ptr<KLumoCtlArgument> arg; // a method's
     KLumoJsonValue json;
     try {
-        if (p.generic) {
+        if (generic) {
             if (!m_editor->parse({}, &json))
                 return false;
             KLumoJsonMessage::encodeCall(asynCall(), json); // checks it
-            const KLumoJsonValue *method = json.find(jsonschema::fields[asynCall().firstArg].name);
-            const KLumoJsonValue *params =
+            const KLumoJsonValue *called = json.find(jsonschema::fields[asynCall().firstArg].name);
+            const KLumoJsonValue *list =
                 json.find(jsonschema::fields[asynCall().firstArg + 1].name);
-            QStringList list;
-            for (const KLumoJsonValue &v : params ? params->elements() : KLumoJsonValue::Array())
-                list << QString::fromStdString(v.toString());
-            p.method = QString::fromStdString(method ? method->toString() : "");
-            p.clock.start();
-            id = LumoIpcAsynCall(p.method, list, m_receiver.get(), QStringLiteral("onGeneric"));
+            for (const KLumoJsonValue &v : list ? list->elements() : KLumoJsonValue::Array())
+                params << QString::fromStdString(v.toString());
+            method = QString::fromStdString(called ? called->toString() : "");
         } else {
-            const KLumoCtlMethod *method = KLumoMethodCatalog::find(name);
+            const KLumoCtlMethod *found = KLumoMethodCatalog::find(name);
             const jsonschema::Method *m =
-                KLumoJsonSchemaIndex::method("KLumoServices", method->method);
+                KLumoJsonSchemaIndex::method("KLumoServices", found->method);
             if (!m_editor->parse(jsonschema::fields[m->firstArg].name, &json))
                 return false;
-            const KLumoCtlArgument arg(method->method, method->argType, json);
-            p.method = name;
-            p.clock.start();
-            // The dispatcher copies the argument before this returns.
-            id = LumoIpcAsynCallEx(name, arg.argument(), m_receiver.get(),
-                                   QStringLiteral("onResult"));
+            arg = std::make_unique<KLumoCtlArgument>(found->method, found->argType, json);
+            method = name;
         }
     } catch (const KLumoJsonError &e) {
         m_editor->showError(QString::fromUtf8(e.what()), e.path());
         return false;
     }
 
-    p.facts.connectedAtSend = m_connected;
-    p.row = m_history->rowCount();
-    auto *method = new QStandardItem(p.method);
-    method->setData(m_editor->toPlainText(), ArgumentRole);
-    method->setData(name, KindRole);
+    const int row = m_history->rowCount();
+    auto *methodItem = new QStandardItem(method);
+    methodItem->setData(m_editor->toPlainText(), ArgumentRole);
+    methodItem->setData(name, KindRole);
     m_history->appendRow(
-        {new QStandardItem(QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"))), method,
-         new QStandardItem(tr("waiting")), new QStandardItem});
+        {new QStandardItem(QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"))),
+         methodItem, new QStandardItem(tr("waiting")), new QStandardItem});
     m_historyView->scrollToBottom();
-    m_outcome->setText(tr("%1: waiting for the result").arg(p.method));
+    m_outcome->setText(tr("%1: waiting for the result").arg(method));
     m_result->clear();
-    if (id.isEmpty()) {
-        // The library does not run: nothing will be delivered.
-        m_pending.insert(QString(), p);
-        onResult(QString());
-        return true;
-    }
-    m_pending.insert(id, p);
+
+    QElapsedTimer clock;
+    clock.start();
+    // Runs in this widget's thread, and not at all once the widget is gone.
+    KLumoJsonCall::Done ended = [this, row, clock](const LumoIpc::Status &status,
+                                                   const KLumoJsonValue &result) {
+        onEnded(row, clock, status, result);
+    };
+    const LumoIpc::PendingCall call = generic
+        ? KLumoJsonCall::generic(method, params, this, std::move(ended))
+        : KLumoJsonCall::call(method, *arg, this, std::move(ended));
+    if (!call.isValid()) // the library does not run: nothing ends the call
+        onEnded(row, clock, LumoIpc::Status(LumoIpc::Status::Code::NotConnected, QString()),
+                KLumoJsonValue());
     return true;
 }
 
-void KLumoCallConsole::onResult(const QString &requestId)
+void KLumoCallConsole::onEnded(int row, const QElapsedTimer &clock, const LumoIpc::Status &status,
+                               const KLumoJsonValue &result)
 {
-    if (!m_pending.contains(requestId))
-        return;
-    Pending p = m_pending.take(requestId);
-    KLumoCtlReceiverBase::Result result;
-    if (!requestId.isEmpty())
-        result = m_receiver->take(requestId);
-    p.facts.ok = result.ok;
-    const KLumoJsonValue *error = p.generic ? result.value.find("error") : nullptr;
-    if (error && !result.ok)
-        p.facts.genericError = QString::fromStdString(error->toString());
-    const KLumoCallOutcome outcome = KLumoCallOutcome::classify(p.facts);
-    const qint64 ms = p.clock.elapsed();
-    m_history->item(p.row, Outcome)->setText(outcome.text);
-    m_history->item(p.row, Outcome)->setData(int(outcome.kind), KindRole);
-    m_history->item(p.row, Milliseconds)->setText(QString::number(ms));
-    m_history->item(p.row, Method)
-        ->setData(QString::fromStdString(result.value.serialize(2)), ResultRole);
+    const KLumoCallOutcome outcome = KLumoCallOutcome::of(status);
+    m_history->item(row, Outcome)->setText(outcome.text);
+    m_history->item(row, Outcome)->setData(int(outcome.kind), KindRole);
+    m_history->item(row, Milliseconds)->setText(QString::number(clock.elapsed()));
+    m_history->item(row, Method)->setData(QString::fromStdString(result.serialize(2)), ResultRole);
     // The call that ended is the one shown.
-    m_historyView->selectRow(p.row);
-    showHistoryRow(p.row);
-    Q_EMIT callEnded(p.row);
-}
-
-void KLumoCallConsole::onReplyFailed(const QString &requestId, KLumoReplyFailureWatch::Kind,
-                                     const QString &why)
-{
-    const auto p = m_pending.find(requestId);
-    if (p == m_pending.end())
-        return;
-    p->facts.replyFailure = why;
-    m_history->item(p->row, Outcome)
-        ->setText(tr("failed: %1 (the library ends the call at expiry)").arg(why));
+    m_historyView->selectRow(row);
+    showHistoryRow(row);
+    Q_EMIT callEnded(row);
 }
 
 void KLumoCallConsole::showHistoryRow(int row)

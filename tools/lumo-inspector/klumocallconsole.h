@@ -1,13 +1,13 @@
 #pragma once
 
-#include "klumocalloutcome.h"
-#include "klumoreplyfailurewatch.h"
+#include "klumojsonvalue.h"
 
 #include <QElapsedTimer>
-#include <QHash>
 #include <QWidget>
 
-#include <memory>
+namespace LumoIpc {
+class Status;
+}
 
 class QLabel;
 class QLineEdit;
@@ -20,28 +20,25 @@ class QTableView;
 namespace ofx::lumo {
 
 class KLumoArgumentEditor;
-class KLumoCtlReceiver;
 
 /**
  * Calls the service the way a host does: every dispatched method in a
  * searchable list with the records it takes and returns, its argument edited
  * as JSON (prefilled with a sample, checked against the schema before it is
- * sent), and the generic route by name; each call's result, time and outcome,
- * and a history whose entries run again. Calls go through the exported
- * functions only (LumoIpcAsynCallEx, LumoIpcAsynCall). GUI thread.
+ * sent), and the generic route by name; each call's result, time and outcome
+ * (in KLumoCallOutcome's words, from the call's status), and a history whose
+ * entries run again. Calls go through the exported functions only
+ * (LumoIpc::dynamicCall, LumoIpc::call). GUI thread.
  */
 class KLumoCallConsole : public QWidget
 {
     Q_OBJECT
 public:
-    // The list entry of the generic route (LumoIpcAsynCall).
+    // The list entry of the generic route (LumoIpc::call).
     static const QString GenericRoute;
 
     explicit KLumoCallConsole(QWidget *parent = nullptr);
     ~KLumoCallConsole() override;
-
-    // Follows the connection signals of the library's event object.
-    void attach(QObject *events);
 
     // Selects a method by the name a host calls it, or GenericRoute, and
     // fills the editor with a sample argument.
@@ -60,32 +57,15 @@ public:
 Q_SIGNALS:
     void callEnded(int historyRow);
 
-private Q_SLOTS:
-    // The event object's connection signals, connected by name.
-    void onConnected();
-    void onDisconnected();
-
 private:
-    struct Pending
-    {
-        int row = -1; // in the history
-        QString method;
-        QElapsedTimer clock;
-        KLumoCallOutcome::Facts facts;
-        bool generic = false;
-    };
-
     void filterMethods(const QString &text);
     void showMethod();
-    void onResult(const QString &requestId);
-    void onReplyFailed(const QString &requestId, KLumoReplyFailureWatch::Kind, const QString &why);
+    // The call of history row @p row, sent when @p clock started, ended with
+    // @p status and @p result.
+    void onEnded(int row, const QElapsedTimer &clock, const LumoIpc::Status &status,
+                 const KLumoJsonValue &result);
     void showHistoryRow(int row);
     void rerun(int row);
-
-    std::unique_ptr<KLumoCtlReceiver> m_receiver;
-    KLumoReplyFailureWatch *m_watch = nullptr;
-    QHash<QString, Pending> m_pending;
-    bool m_connected = false;
 
     QLineEdit *m_search = nullptr;
     QListWidget *m_methods = nullptr;

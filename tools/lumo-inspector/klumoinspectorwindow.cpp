@@ -4,7 +4,7 @@
 #include "klumocaptureview.h"
 #include "klumoliveview.h"
 
-#include "support/klumopaths.h"
+#include <LumoIpc/LumoIpc>
 
 #include <QAction>
 #include <QApplication>
@@ -44,7 +44,7 @@ KLumoInspectorWindow::KLumoInspectorWindow(QWidget *parent)
     QAction *quit = file->addAction(tr("&Quit"));
     quit->setShortcut(QKeySequence::Quit);
     connect(quit, &QAction::triggered, qApp, &QApplication::quit);
-    statusBar()->showMessage(tr("Server name: %1").arg(KLumoPaths::localServerName()));
+    statusBar()->showMessage(tr("Server name: %1").arg(LumoIpcServerName()));
     resize(1280, 800);
 }
 
@@ -53,7 +53,6 @@ KLumoInspectorWindow::~KLumoInspectorWindow() = default;
 void KLumoInspectorWindow::attach(QObject *events)
 {
     m_live->attach(events);
-    m_console->attach(events);
 }
 
 void KLumoInspectorWindow::showTab(Tab tab)

@@ -4,8 +4,7 @@
 #include "klumonotificationmodel.h"
 #include "klumoservicestate.h"
 
-#include "ipc/lumoipc.h"
-#include "support/klumopaths.h"
+#include <LumoIpc/LumoIpc>
 
 #include <QDir>
 #include <QFileSystemWatcher>
@@ -182,7 +181,7 @@ void KLumoLiveView::refresh()
         {QStringLiteral("running"), running ? tr("yes") : tr("no")},
         {QStringLiteral("connection"), m_connected ? tr("connected") : tr("not connected")},
         {QStringLiteral("logged in"), LumoIpcCheckLumoLogined() ? tr("yes") : tr("no")},
-        {QStringLiteral("server"), KLumoPaths::localServerName()},
+        {QStringLiteral("server"), LumoIpcServerName()},
     };
     for (const auto &r : rows)
         m_state.value(r.first)->setText(r.second);

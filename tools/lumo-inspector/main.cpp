@@ -5,7 +5,7 @@
 #include "klumocaptureview.h"
 #include "klumoinspectorwindow.h"
 
-#include "ipc/lumoipc.h"
+#include <LumoIpc/LumoIpc>
 
 #include <QApplication>
 #include <QCommandLineParser>

@@ -1,26 +1,24 @@
 #include "klumoctl.h"
 
+#include "klumocalloutcome.h"
 #include "klumoctlargument.h"
 #include "klumoctlcatalog.h"
 #include "klumoctlconsole.h"
 #include "klumoctlmonitor.h"
 #include "klumoctltrace.h"
-#include "klumoreplyfailurewatch.h"
 #include "klumoservicestate.h"
 #include "lumoctl_dispatch.h"
 
-#include "dispatch/klumoipchandler.h"
-#include "ipc/lumoipc.h"
-#include "support/klumopaths.h"
+#include <LumoIpc/LumoIpc>
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileSystemWatcher>
 #include <QThreadPool>
 #include <QTimer>
 
 #include <cstdio>
+#include <optional>
 
 namespace ofx::lumo {
 
@@ -33,7 +31,7 @@ const char *const HelpTexts[][2] = {
      "  records, and the socket state, as one JSON object.\n"},
     {"call",
      "lumoctl call METHOD [ARG_JSON] [--timeout S] [--wait S] [--pretty]\n"
-     "  Calls a dispatched METHOD (see `lumoctl methods`) through LumoIpcAsynCallEx.\n"
+     "  Calls a dispatched METHOD (see `lumoctl methods`) through LumoIpc::dynamicCall.\n"
      "  ARG_JSON is the argument record as an object (absent fields take their\n"
      "  defaults), or the bare JSON value when the argument is a string, list or\n"
      "  map. Prints the result as one JSON value (null for void methods), exit 0.\n"
@@ -42,7 +40,7 @@ const char *const HelpTexts[][2] = {
      "  decoded, 6 no reply within the call expiry or --timeout. 2: usage error.\n"},
     {"generic",
      "lumoctl generic NAME [PARAM...] [--timeout S] [--wait S] [--pretty]\n"
-     "  Calls NAME by the generic route (LumoIpcAsynCall) with string parameters\n"
+     "  Calls NAME by the generic route (LumoIpc::call) with string parameters\n"
      "  and prints the string map it returns.\n"},
     {"monitor",
      "lumoctl monitor [--count N] [--timeout S] [--signal NAME]... | --list\n"
@@ -80,33 +78,12 @@ const char Usage[] = "Usage: lumoctl [--verbose] COMMAND [ARGS]\n"
 const auto usageError = KLumoCtlConsole::usageError;
 const auto fail = KLumoCtlConsole::fail;
 
-// The library's call expiry: a call that failed sooner did not expire.
-int callExpiryMs()
-{
-    bool ok = false;
-    const int ms = qEnvironmentVariableIntValue("LUMOIPC_CALL_EXPIRY_MS", &ok);
-    return ok && ms > 0 ? ms : ofx::lumoipc::KLumoIpcHandler::DefaultExpiryMs;
-}
-
 } // namespace
 
-KLumoCtl::KLumoCtl()
-    : m_receiver(std::make_unique<KLumoCtlReceiver>())
-    , m_failureWatch(new KLumoReplyFailureWatch(this))
-{
-    connect(m_receiver.get(), &KLumoCtlReceiverBase::resultReady, this, &KLumoCtl::recheckWait);
-    connect(m_failureWatch, &KLumoReplyFailureWatch::replyFailed, this,
-            [this](const QString &id, KLumoReplyFailureWatch::Kind kind, const QString &why) {
-                m_replyFailures.insert(id, why);
-                if (kind == KLumoReplyFailureWatch::ServiceException)
-                    m_exceptions.insert(id);
-                recheckWait();
-            });
-}
+KLumoCtl::KLumoCtl() = default;
 
 KLumoCtl::~KLumoCtl()
 {
-    m_receiver.reset();
     LumoIpcFree();
 }
 
@@ -183,16 +160,6 @@ void KLumoCtl::recheckWait()
         m_recheck();
 }
 
-bool KLumoCtl::requireService(double waitSeconds)
-{
-    if (connectService(KLumoCtlOptions::msecs(waitSeconds)))
-        return true;
-    fail(QStringLiteral("no service answers on %1 (waited %2 s)")
-             .arg(KLumoPaths::localServerName())
-             .arg(waitSeconds));
-    return false;
-}
-
 bool KLumoCtl::connectService(int waitMs)
 {
     LumoIpcInit(true);
@@ -217,7 +184,6 @@ void KLumoCtl::onSocketConnected()
 void KLumoCtl::onSocketDisConnected()
 {
     m_connected = false;
-    m_disconnected = true;
     recheckWait();
 }
 
@@ -237,10 +203,15 @@ int KLumoCtl::status(const QStringList &argsIn)
         // once our own request is answered the library has its answer too; it
         // applies it one queued step later, and a step of ours queued then
         // runs after that.
-        const QString id = LumoIpcAsynCall(QStringLiteral("getLoginInfo"), {}, m_receiver.get(),
-                                           QStringLiteral("onGeneric"));
-        waitUntil([&] { return m_receiver->has(id); }, KLumoCtlOptions::msecs(wait));
-        m_receiver->take(id);
+        bool answered = false;
+        LumoIpc::PendingCall call =
+            KLumoJsonCall::generic(QStringLiteral("getLoginInfo"), {}, this,
+                                   [&](const LumoIpc::Status &, const KLumoJsonValue &) {
+                                       answered = true;
+                                       recheckWait();
+                                   });
+        waitUntil([&] { return answered; }, KLumoCtlOptions::msecs(wait));
+        call.cancel();
         bool settled = false;
         QMetaObject::invokeMethod(
             this,
@@ -253,7 +224,7 @@ int KLumoCtl::status(const QStringList &argsIn)
     }
 
     KLumoJsonValue out = KLumoJsonValue::object();
-    out.insert("server", KLumoPaths::localServerName().toStdString());
+    out.insert("server", LumoIpcServerName().toStdString());
     out.insert("running", running);
     out.insert("logined", LumoIpcCheckLumoLogined());
     out.insert("socket", connected ? "connected" : "unconnected");
@@ -264,41 +235,39 @@ int KLumoCtl::status(const QStringList &argsIn)
 }
 
 int KLumoCtl::runCall(const QString &name, const KLumoCtlOptions::Call &opts,
-                      const std::function<QString()> &send)
+                      const std::function<LumoIpc::PendingCall(KLumoJsonCall::Done)> &send)
 {
-    if (!requireService(opts.wait))
-        return NoConnection;
-    QElapsedTimer elapsed;
-    elapsed.start();
-    const QString id = send();
-    if (id.isEmpty()) {
+    // Without a connection the call still goes: the library ends it at once,
+    // and says so.
+    const bool connected = connectService(KLumoCtlOptions::msecs(opts.wait));
+    std::optional<std::pair<LumoIpc::Status, KLumoJsonValue>> ended;
+    LumoIpc::PendingCall call =
+        send([&](const LumoIpc::Status &status, const KLumoJsonValue &result) {
+            ended.emplace(status, result);
+            recheckWait();
+        });
+    if (!call.isValid()) {
         fail(QStringLiteral("the library did not accept the call"));
         return Failure;
     }
-    const bool ended =
-        waitUntil([&] { return m_receiver->has(id) || m_replyFailures.contains(id); },
-                  KLumoCtlOptions::msecs(opts.timeout));
-    if (m_replyFailures.contains(id)) {
-        // The library ends such a call only at its expiry; why is known now.
-        LumoIpcCancelCall(id);
-        fail(QStringLiteral("%1 failed: %2").arg(name, m_replyFailures.take(id)));
-        return m_exceptions.remove(id) ? ServiceException : UndecodableReply;
+    KLumoCallOutcome outcome;
+    if (waitUntil([&] { return ended.has_value(); }, KLumoCtlOptions::msecs(opts.timeout))) {
+        outcome = KLumoCallOutcome::of(ended->first);
+    } else {
+        call.cancel(); // its callable must not run once this frame is gone
+        outcome = KLumoCallOutcome::timedOut(opts.timeout);
     }
-    if (!ended) {
-        fail(QStringLiteral("%1: no result within %2 s").arg(name).arg(opts.timeout));
-        return NoReply;
+    if (outcome.kind == KLumoCallOutcome::Answered) {
+        KLumoCtlConsole::print(ended->second, opts.pretty);
+        return outcome.exit;
     }
-    const KLumoCtlReceiverBase::Result result = m_receiver->take(id);
-    if (result.ok) {
-        KLumoCtlConsole::print(result.value, opts.pretty);
-        return Success;
-    }
-    if (m_disconnected || !m_connected || elapsed.elapsed() < callExpiryMs()) {
-        fail(name + QLatin1String(" failed: the connection to the service was lost"));
-        return NoConnection;
-    }
-    fail(name + QLatin1String(" failed: no reply within the call expiry"));
-    return NoReply;
+    QString said = name + QLatin1Char(' ') + outcome.text;
+    if (!connected && outcome.kind == KLumoCallOutcome::NotConnected)
+        said += QStringLiteral(" (no service answers on %1, waited %2 s)")
+                    .arg(LumoIpcServerName())
+                    .arg(opts.wait);
+    fail(said);
+    return outcome.exit;
 }
 
 int KLumoCtl::call(const QStringList &argsIn)
@@ -335,11 +304,8 @@ int KLumoCtl::call(const QStringList &argsIn)
     }
 
     const QString name = QLatin1String(method->name);
-    return runCall(name, opts, [&] {
-        const QString id =
-            LumoIpcAsynCallEx(name, arg->argument(), m_receiver.get(), QStringLiteral("onResult"));
-        arg.reset(); // queued by now: the dispatcher holds its own copy
-        return id;
+    return runCall(name, opts, [&](KLumoJsonCall::Done done) {
+        return KLumoJsonCall::call(name, *arg, this, std::move(done));
     });
 }
 
@@ -353,8 +319,8 @@ int KLumoCtl::generic(const QStringList &argsIn)
     if (args.isEmpty())
         return usageError(QStringLiteral("generic NAME [PARAM...]"));
     const QString name = args.takeFirst();
-    return runCall(name, opts, [&] {
-        return LumoIpcAsynCall(name, args, m_receiver.get(), QStringLiteral("onGeneric"));
+    return runCall(name, opts, [&](KLumoJsonCall::Done done) {
+        return KLumoJsonCall::generic(name, args, this, std::move(done));
     });
 }
 

@@ -1,7 +1,13 @@
 #pragma once
 
+// Not a header of its own: what the templates of lumoipccalls.h expand to,
+// installed beside it and included only by it (no CamelCase name, no
+// compatibility promise beyond what lumoipccalls.h makes). Include
+// <LumoIpc/LumoIpcCalls> instead.
+
 #include "lumoipc_export.h"
 #include "lumopendingcall.h"
+#include "lumostatus.h"
 
 #include <QObject>
 #include <QString>
@@ -12,9 +18,8 @@
 #include <utility>
 
 /// @cond INTERNAL
-// What the typed calls of lumoipccalls.h expand to. The templates run in the
-// host's code and check, at compile time, that the callable takes the
-// method's result; the library sees only a ResultHandler.
+// The templates run in the host's code and check, at compile time, that the
+// callable takes the method's result; the library sees only a ResultHandler.
 namespace LumoIpcPrivate {
 
 // The receiving end of one typed call. The library calls deliver() exactly
@@ -23,7 +28,7 @@ class ResultHandler
 {
 public:
     virtual ~ResultHandler() = default;
-    virtual void deliver(bool ok, const QString &requestId, const void *result) = 0;
+    virtual void deliver(const LumoIpc::Status &status, const void *result) = 0;
 };
 
 // A method as the named route knows it: its name, the registered name of its
@@ -56,14 +61,18 @@ template<class Result, class Context, class Callable> struct CheckCallable
     static_assert(std::is_base_of_v<QObject, Context>,
                   "LumoIpc: the context must be a QObject (the callable runs in its thread, and "
                   "not after it is destroyed)");
+    static constexpr bool withStatus =
+        invocableWith<Callable, Context, const LumoIpc::Status &, const Result &>();
     static constexpr bool withId =
         invocableWith<Callable, Context, bool, const QString &, const Result &>();
     static constexpr bool plain = invocableWith<Callable, Context, bool, const Result &>();
-    static_assert(withId || plain,
-                  "LumoIpc: the callable cannot take this method's result: it must take (bool ok, "
-                  "const Result &) or (bool ok, const QString &requestId, const Result &), with "
-                  "Result the first type of CheckCallable<Result, Context, Callable> here");
-    static constexpr bool ok = std::is_base_of_v<QObject, Context> && (withId || plain);
+    static_assert(withStatus || withId || plain,
+                  "LumoIpc: the callable cannot take this method's result: it must take (const "
+                  "LumoIpc::Status &, const Result &), (bool ok, const Result &) or (bool ok, "
+                  "const QString &requestId, const Result &), with Result the first type of "
+                  "CheckCallable<Result, Context, Callable> here");
+    static constexpr bool ok =
+        std::is_base_of_v<QObject, Context> && (withStatus || withId || plain);
 };
 
 template<class Result, class Context, class Callable>
@@ -71,29 +80,35 @@ class CallableHandler final : public ResultHandler
 {
 public:
     CallableHandler(Context *context, Callable callable)
-        : m_context(context)
-        , m_callable(std::move(callable))
+        : m_pContext(context)
+        , m_fnCallable(std::move(callable))
     { }
 
-    void deliver(bool ok, const QString &requestId, const void *result) override
+    void deliver(const LumoIpc::Status &status, const void *result) override
     {
         using Check = CheckCallable<Result, Context, Callable>;
         const Result &value = *static_cast<const Result *>(result);
-        if constexpr (std::is_member_function_pointer_v<Callable>) {
-            if constexpr (Check::withId)
-                (m_context->*m_callable)(ok, requestId, value);
-            else
-                (m_context->*m_callable)(ok, value);
-        } else if constexpr (Check::withId) {
-            m_callable(ok, requestId, value);
-        } else {
-            m_callable(ok, value);
-        }
+        // A callable that fits several forms (a generic lambda) gets the older
+        // ones, as it did before the status existed.
+        if constexpr (Check::withId)
+            run(status.ok(), status.requestId(), value);
+        else if constexpr (Check::plain)
+            run(status.ok(), value);
+        else
+            run(status, value);
     }
 
 private:
-    Context *const m_context; // alive whenever deliver() runs
-    Callable m_callable;
+    template<class... Args> void run(Args &&...args)
+    {
+        if constexpr (std::is_member_function_pointer_v<Callable>)
+            (m_pContext->*m_fnCallable)(std::forward<Args>(args)...);
+        else
+            m_fnCallable(std::forward<Args>(args)...);
+    }
+
+    Context *const m_pContext; // alive whenever deliver() runs
+    Callable m_fnCallable;
 };
 
 template<class Result, class Context, class Callable>
