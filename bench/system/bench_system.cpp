@@ -453,8 +453,9 @@ int main(int argc, char *argv[])
         const double worst = *std::max_element(ms.begin(), ms.end());
         std::printf("%-38s %10.2f ms p50, %.2f ms p99, %.2f ms max   (target max <= 50: %s;"
                     " %d of %d ended otherwise)\n",
-                    "typed call failed by the service", percentile(ms, 0.5), percentile(ms, 0.99),
-                    worst, worst <= 50 ? "met" : "NOT met", otherwise, int(ms.size()));
+                    "typed call failed by the service", KLumoPercentile::of(ms, 0.5),
+                    KLumoPercentile::of(ms, 0.99), worst, worst <= 50 ? "met" : "NOT met",
+                    otherwise, int(ms.size()));
     }
 
     // One 16 MiB reply, after the emulator was told to answer with it.
