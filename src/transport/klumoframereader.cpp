@@ -27,6 +27,7 @@ void KLumoFrameReader::violation(Violation which, const QString &detail)
 {
     log::info(lcTransport(),
               QStringLiteral("!!onRecvData ") + QString::number(int(which)) + detail);
+    m_eLastViolation = which;
     m_sink->closeConnection();
 }
 
@@ -172,6 +173,10 @@ void KLumoFrameReader::parse()
         }
         if (h.total < frame::HeaderSize) {
             violation(Violation::ShortTotal);
+            break;
+        }
+        if (h.total > m_nMaxFrame) {
+            violation(Violation::Oversized);
             break;
         }
         if (h.total > avail) {

@@ -36,6 +36,7 @@ public:
         ShortBody = 5, // a body longer than the bytes buffered
         NoCallback = 7, // a reply to a call nothing waits for
         NoReceiveBuffer = 8, // a reply to a call without a buffer for it
+        Oversized = 10, // a total length above the reader's limit (setMaxFrameSize)
     };
 
     // Where frames go; implemented by the channel.
@@ -76,6 +77,12 @@ public:
     // Bodies of replies at least this long are read straight into a buffer of
     // their own, handed over whole, instead of being staged and copied.
     void setDirectThreshold(quint32 bytes) { m_directThreshold = bytes; }
+    // A frame whose header claims more than @p bytes in total is a violation,
+    // found before its body is buffered. No limit by default.
+    void setMaxFrameSize(quint32 bytes) { m_nMaxFrame = bytes; }
+    // The rule the stream broke last (None while it broke none), for the sink
+    // to say why it closes.
+    Violation lastViolation() const { return m_eLastViolation; }
 
     // Measurements.
     quint32 capacity() const { return m_buffer.capacity(); }
@@ -96,6 +103,8 @@ private:
     quint64 m_generation = 0; // bumped by every reset, so a loop notices one made under it
     bool m_parsing = false;
     quint32 m_directThreshold = DefaultDirectThreshold;
+    quint32 m_nMaxFrame = 0xffffffffu;
+    Violation m_eLastViolation = Violation::None;
     quint64 m_received = 0;
     quint64 m_copied = 0;
     // A large reply being read straight into its own buffer.

@@ -80,6 +80,7 @@ void KLumoFrameWriter::closeLocked()
     m_fd = -1;
     m_pending.clear();
     m_pendingOffset = 0;
+    m_nPendingBytes = 0;
 }
 
 bool KLumoFrameWriter::isAttached() const
@@ -91,10 +92,7 @@ bool KLumoFrameWriter::isAttached() const
 qint64 KLumoFrameWriter::pendingBytes() const
 {
     std::lock_guard<std::mutex> guard(m_lock);
-    qint64 n = -m_pendingOffset;
-    for (const QByteArray &b : m_pending)
-        n += b.size();
-    return n;
+    return m_nPendingBytes - m_pendingOffset;
 }
 
 bool KLumoFrameWriter::write(const QByteArray &frame)
@@ -117,6 +115,7 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
         if (!m_pending.empty()) {
             // Earlier bytes are still waiting: keep the order.
             m_pending.push_back(frame);
+            m_nPendingBytes += total;
             return true;
         }
         for (qint64 off = 0; off < total; off += PieceSize) {
@@ -128,6 +127,7 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
             if (r == SendResult::Failed)
                 return false;
             m_pending.push_back(frame);
+            m_nPendingBytes += total;
             m_pendingOffset = off + sent;
             needArm = !m_armPosted;
             m_armPosted = true;
@@ -173,6 +173,7 @@ void KLumoFrameWriter::drain()
                 break;
             }
             if (m_pendingOffset == front.size()) {
+                m_nPendingBytes -= front.size();
                 m_pending.pop_front();
                 m_pendingOffset = 0;
             }

@@ -19,7 +19,8 @@ namespace ofx::lumo {
  * writable. No thread ever blocks on a peer that stops reading.
  *
  * Lives on the owner thread: attach(), detach() and the notifier run there.
- * m_fd, m_pending, m_pendingOffset and m_armPosted are guarded by m_lock.
+ * m_fd, m_pending, m_pendingOffset, m_nPendingBytes and m_armPosted are
+ * guarded by m_lock.
  * The descriptor is a duplicate owned by the writer, so it stays valid until
  * detach() however the socket underneath is torn down.
  */
@@ -61,6 +62,7 @@ private:
     int m_fd = -1;
     std::deque<QByteArray> m_pending;
     qint64 m_pendingOffset = 0;
+    qint64 m_nPendingBytes = 0; // the bytes of m_pending, so that asking costs nothing
     bool m_armPosted = false;
     QSocketNotifier *m_notifier = nullptr; // owner thread only
     PieceObserver m_pieceObserver;

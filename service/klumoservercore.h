@@ -1,0 +1,76 @@
+#pragma once
+
+#include "klumoserviceinbuffer.h"
+#include "lumoserviceserver.h"
+
+#include <QString>
+
+#include <thrift/protocol/TCompactProtocol.h>
+#include <thrift/transport/TBufferTransports.h>
+
+#include <map>
+#include <memory>
+
+namespace ofx::lumo {
+
+class KLumoLockFile;
+class KLumoServiceConnection;
+class KLumoServiceListener;
+class KLumoServiceOutbox;
+
+/**
+ * The Server's private part: the lock files, the listener, the clients by id,
+ * and the dispatch of each request frame to the handler.
+ *
+ * Server's thread only, but for m_pOutbox, which replies share with other
+ * threads (it guards itself).
+ */
+class KLumoServerCore
+{
+public:
+    explicit KLumoServerCore(LumoService::Server *q);
+    ~KLumoServerCore();
+
+    bool listen(QString *error);
+    void close();
+    bool setLoggedIn(bool loggedIn);
+
+    // A request frame of @p connection: decoded, dispatched, answered.
+    void dispatch(KLumoServiceConnection *connection, quint32 seqId, const char *body,
+                  quint32 length);
+    // Writes @p frame to @p client, or to each client (AllClients); nothing
+    // when the client has left.
+    void send(LumoService::ClientId client, const QByteArray &frame);
+    // @p client's connection closed.
+    void forget(LumoService::ClientId client);
+
+    LumoService::Server *const q;
+    // The notifier, made and destroyed where its class is complete: its
+    // header brings every record of the interface, which nothing here needs.
+    static LumoService::Notifier *makeNotifier(KLumoServerCore *core);
+    static void dropNotifier(LumoService::Notifier *notifier);
+
+    LumoService::Handler *m_pHandler = nullptr;
+    const std::unique_ptr<LumoService::Notifier, void (*)(LumoService::Notifier *)> m_pNotifier;
+    const std::shared_ptr<KLumoServiceOutbox> m_pOutbox;
+    QString m_strName;
+    KLumoServiceListener *m_pListener = nullptr; // a child of q
+    std::map<LumoService::ClientId, KLumoServiceConnection *> m_mapClients; // children of q
+    LumoService::ClientId m_nLastClient = 0;
+    quint32 m_nMaxFrame = LumoService::Server::DefaultMaxFrameSize;
+    qint64 m_nMaxUnsent = LumoService::Server::DefaultMaxUnsentBytes;
+    std::unique_ptr<KLumoLockFile> m_pExistLock;
+    std::unique_ptr<KLumoLockFile> m_pMainLock;
+    std::unique_ptr<KLumoLockFile> m_pLoginLock;
+
+private:
+    void accept(int fd);
+    void malformed(KLumoServiceConnection *connection, const QString &why);
+
+    // The request decoder, reused for every frame.
+    std::shared_ptr<KLumoServiceInBuffer> m_pIn;
+    apache::thrift::protocol::TCompactProtocolT<apache::thrift::transport::TMemoryBuffer>
+        m_oDecoder;
+};
+
+} // namespace ofx::lumo
