@@ -53,7 +53,8 @@ set(LUMOIPC_PUBLIC_HEADERS
   ${_lumo_src}/connection/kcompanyinfocache.h connection KCompanyInfoCache
   ${_lumo_src}/dispatch/krpcresponse.h dispatch KRpcResponse
   ${_lumo_src}/dispatch/klumovoidresult.h dispatch KLumoVoidResult
-  ${_lumo_src}/notify/klumonotifytypes.h notify KLumoNotifyTypes)
+  ${_lumo_src}/notify/klumonotifytypes.h notify KLumoNotifyTypes
+  ${_lumo_src}/transport/klumocapture.h transport KLumoCapture)
 set(_lumo_public_files "")
 while(LUMOIPC_PUBLIC_HEADERS)
   list(POP_FRONT LUMOIPC_PUBLIC_HEADERS file folder camel)

@@ -26,6 +26,10 @@ set(LUMOSERVICE_PUBLIC_HEADERS
   ${_svc_src}/lumoservicereply.h Reply
   ${_svc_gen}/lumoservicenotifier.h Notifier
   ${_svc_src}/lumoserviceframesplitter.h FrameSplitter
+  ${_svc_src}/lumoservicerawhandler.h RawHandler
+  ${_svc_src}/lumoserviceinterceptor.h Interceptor
+  ${_svc_src}/lumoservicediscovery.h Discovery
+  ${PROJECT_SOURCE_DIR}/src/transport/klumoframe.h Frame
   ${_svc_src}/lumoserviceglobal.h -
   ${_svc_gen}/lumoservice_export.h -
   ${PROJECT_BINARY_DIR}/idl/gen-cpp/lumo_types.h -)

@@ -22,9 +22,11 @@ class KLumoReplyState
 {
 public:
     KLumoReplyState(std::shared_ptr<KLumoServiceOutbox> outbox, LumoService::ClientId client,
-                    quint32 frameSeq, qint32 thriftSeq, const char *method)
+                    std::shared_ptr<const std::atomic<bool>> clientOpen, quint32 frameSeq,
+                    qint32 thriftSeq, const char *method)
         : m_pOutbox(std::move(outbox))
         , m_nClient(client)
+        , m_pClientOpen(std::move(clientOpen))
         , m_nFrameSeq(frameSeq)
         , m_nThriftSeq(thriftSeq)
         , m_strMethod(method)
@@ -33,9 +35,12 @@ public:
     // True for the first caller only: it answers.
     bool claim() { return !m_bAnswered.exchange(true, std::memory_order_acq_rel); }
     bool isAnswered() const { return m_bAnswered.load(std::memory_order_acquire); }
+    // Whether the client is still connected: once it left, nothing is sent for it.
+    bool isClientOpen() const { return m_pClientOpen->load(std::memory_order_acquire); }
 
     const std::shared_ptr<KLumoServiceOutbox> m_pOutbox;
     const LumoService::ClientId m_nClient;
+    const std::shared_ptr<const std::atomic<bool>> m_pClientOpen; // its connection's flag
     const quint32 m_nFrameSeq;
     const qint32 m_nThriftSeq;
     const std::string m_strMethod;

@@ -7,6 +7,8 @@
 #include "klumoservicelog.h"
 #include "klumoservicemethod.h"
 #include "klumoserviceoutbox.h"
+#include "lumoserviceinterceptor.h"
+#include "lumoservicerawhandler.h"
 
 #include "connection/klumolockfile.h"
 #include "support/klumopaths.h"
@@ -59,7 +61,8 @@ bool KLumoServerCore::listen(QString *error)
     m_pExistLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::ExistKey));
     m_pMainLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::MainKey));
     m_pExistLock->tryLock(); // several processes may exist; the main lock excludes
-    if (!m_pMainLock->tryLock()) {
+    const bool mainLock = !m_pInterceptor || m_pInterceptor->takesMainLock();
+    if (mainLock && !m_pMainLock->tryLock()) {
         why = QStringLiteral("another service holds the main lock (%1)")
                   .arg(KLumoLockFile::path(QLatin1String(KLumoLockFile::MainKey)));
     } else {
@@ -77,7 +80,8 @@ bool KLumoServerCore::listen(QString *error)
             QStringLiteral("LumoService::Server::listen %1").arg(m_pListener->fullServerName()));
         return true;
     }
-    log::warning(lcService(), QStringLiteral("LumoService::Server::listen: ") + why);
+    // The caller has the reason; a debug line keeps its output its own.
+    log::debug(lcService(), QStringLiteral("LumoService::Server::listen: ") + why);
     if (error)
         *error = why;
     m_pMainLock.reset();
@@ -124,7 +128,9 @@ void KLumoServerCore::accept(int fd)
     ::fcntl(fd, F_SETFD, FD_CLOEXEC);
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
     const LumoService::ClientId id = ++m_nLastClient;
-    m_mapClients[id] = new KLumoServiceConnection(this, id, fd, m_nMaxFrame, q);
+    auto *connection = new KLumoServiceConnection(this, id, fd, m_nMaxFrame, q);
+    connection->setReading(m_bReading);
+    m_mapClients[id] = connection;
     Q_EMIT q->signal_clientConnected(id);
 }
 
@@ -136,21 +142,51 @@ void KLumoServerCore::forget(LumoService::ClientId client)
 
 void KLumoServerCore::send(LumoService::ClientId client, const QByteArray &frame)
 {
-    if (client != LumoService::AllClients) {
-        const auto it = m_mapClients.find(client);
-        if (it != m_mapClients.end())
-            it->second->send(frame);
-        return;
+    std::vector<LumoService::ClientId> targets;
+    if (client != LumoService::AllClients)
+        targets.push_back(client);
+    else
+        for (const auto &entry : m_mapClients)
+            targets.push_back(entry.first);
+    // A client closed by its own send leaves the map: it is looked up each time.
+    for (const LumoService::ClientId id : targets) {
+        LumoService::Interceptor::Outgoing out {id, frame, 1};
+        if (m_pInterceptor)
+            m_pInterceptor->outgoing(out);
+        const auto it = m_mapClients.find(out.client);
+        for (int i = 0; it != m_mapClients.end() && i < out.copies; ++i)
+            it->second->send(out.frame);
     }
-    // A client closed by its own send leaves the map: walk a copy.
-    const auto clients = m_mapClients;
-    for (const auto &[id, connection] : clients)
-        connection->send(frame);
 }
 
 void KLumoServerCore::malformed(KLumoServiceConnection *connection, const QString &why)
 {
+    if (m_pInterceptor)
+        m_pInterceptor->malformed(connection->id(), why);
     connection->close(why);
+}
+
+void KLumoServerCore::setInterceptor(LumoService::Interceptor *interceptor)
+{
+    if (m_pInterceptor)
+        m_pInterceptor->m_pCore = nullptr;
+    m_pInterceptor = interceptor;
+    if (interceptor)
+        interceptor->m_pCore = this;
+}
+
+void KLumoServerCore::writeRaw(LumoService::ClientId client, const QByteArray &bytes)
+{
+    const auto it = m_mapClients.find(client);
+    if (it != m_mapClients.end())
+        it->second->send(bytes);
+}
+
+void KLumoServerCore::setReading(bool reading)
+{
+    m_bReading = reading;
+    for (const auto &entry : m_mapClients)
+        entry.second->setReading(reading);
 }
 
 void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId, const char *body,
@@ -186,8 +222,11 @@ void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId
                              .arg(QLatin1String(method->name)));
     KLumoServiceMethod::State state;
     if (!method->oneway)
-        state = std::make_shared<KLumoReplyState>(m_pOutbox, connection->id(), seqId, thriftSeq,
-                                                  method->name);
+        state = std::make_shared<KLumoReplyState>(
+            m_pOutbox, connection->id(), connection->openFlag(), seqId, thriftSeq, method->name);
+    if (m_pRawHandler)
+        return dispatchRaw(connection, seqId, body, length, method->name, method->oneway, thriftSeq,
+                           std::move(state));
     LumoService::Handler &handler = m_pHandler ? *m_pHandler : KLumoServiceMethod::fallback();
     try {
         method->call(handler, m_oDecoder, state);
@@ -201,6 +240,26 @@ void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId
         log::warning(lcService(),
                      QStringLiteral("LumoService::Server: the handler of %1 threw: %2")
                          .arg(QLatin1String(method->name), QString::fromUtf8(e.what())));
+    }
+}
+
+void KLumoServerCore::dispatchRaw(KLumoServiceConnection *connection, quint32 seqId,
+                                  const char *body, quint32 length, const char *method, bool oneway,
+                                  qint32 thriftSeq, KLumoServiceMethod::State state)
+{
+    LumoService::RawCall call;
+    call.client = connection->id();
+    call.seqId = seqId;
+    call.method = method;
+    call.oneway = oneway;
+    call.thriftSeqId = thriftSeq;
+    call.message = QByteArray(body, int(length));
+    try {
+        m_pRawHandler->call(call, LumoService::Reply<QByteArray>(std::move(state)));
+    } catch (const std::exception &e) {
+        log::warning(lcService(),
+                     QStringLiteral("LumoService::Server: the handler of %1 threw: %2")
+                         .arg(QLatin1String(method), QString::fromUtf8(e.what())));
     }
 }
 

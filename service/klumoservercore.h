@@ -1,6 +1,7 @@
 #pragma once
 
 #include "klumoserviceinbuffer.h"
+#include "klumoservicemethod.h"
 #include "lumoserviceserver.h"
 
 #include <QString>
@@ -10,6 +11,11 @@
 
 #include <map>
 #include <memory>
+
+namespace LumoService {
+class Interceptor;
+class RawHandler;
+} // namespace LumoService
 
 namespace ofx::lumo {
 
@@ -43,6 +49,14 @@ public:
     void send(LumoService::ClientId client, const QByteArray &frame);
     // @p client's connection closed.
     void forget(LumoService::ClientId client);
+    // @p client broke the wire (@p why): the interceptor hears of it, then
+    // the connection closes with a line saying why.
+    void malformed(KLumoServiceConnection *connection, const QString &why);
+
+    // The interceptor's ways (test doubles only).
+    void setInterceptor(LumoService::Interceptor *interceptor);
+    void writeRaw(LumoService::ClientId client, const QByteArray &bytes);
+    void setReading(bool reading);
 
     LumoService::Server *const q;
     // The notifier, made and destroyed where its class is complete: its
@@ -51,6 +65,9 @@ public:
     static void dropNotifier(LumoService::Notifier *notifier);
 
     LumoService::Handler *m_pHandler = nullptr;
+    LumoService::RawHandler *m_pRawHandler = nullptr;
+    LumoService::Interceptor *m_pInterceptor = nullptr;
+    bool m_bReading = true;
     const std::unique_ptr<LumoService::Notifier, void (*)(LumoService::Notifier *)> m_pNotifier;
     const std::shared_ptr<KLumoServiceOutbox> m_pOutbox;
     QString m_strName;
@@ -65,7 +82,9 @@ public:
 
 private:
     void accept(int fd);
-    void malformed(KLumoServiceConnection *connection, const QString &why);
+    void dispatchRaw(KLumoServiceConnection *connection, quint32 seqId, const char *body,
+                     quint32 length, const char *method, bool oneway, qint32 thriftSeq,
+                     KLumoServiceMethod::State state);
 
     // The request decoder, reused for every frame.
     std::shared_ptr<KLumoServiceInBuffer> m_pIn;

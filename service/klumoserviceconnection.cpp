@@ -2,6 +2,7 @@
 
 #include "klumoservercore.h"
 #include "klumoservicelog.h"
+#include "lumoserviceinterceptor.h"
 
 #include <QSocketNotifier>
 
@@ -45,11 +46,15 @@ KLumoServiceConnection::KLumoServiceConnection(KLumoServerCore *core, LumoServic
     , m_pCore(core)
     , m_nId(id)
     , m_nFd(fd)
+    , m_pOpen(std::make_shared<std::atomic<bool>>(true))
     , m_pReadNotifier(new QSocketNotifier(fd, QSocketNotifier::Read, this))
     , m_oReader(this, this)
     , m_oWriter(this)
 {
     m_oReader.setMaxFrameSize(maxFrame);
+    // A capture records a host's traffic, not a server's in the same process.
+    m_oReader.setCaptured(false);
+    m_oWriter.setCaptured(false);
     m_oWriter.attach(fd);
     // Called from the writer's own notifier: the connection ends after it returns.
     m_oWriter.setDrainErrorHandler([this] {
@@ -67,9 +72,16 @@ KLumoServiceConnection::~KLumoServiceConnection()
         ::close(m_nFd);
 }
 
+void KLumoServiceConnection::setReading(bool reading)
+{
+    if (m_pReadNotifier)
+        m_pReadNotifier->setEnabled(reading);
+}
+
 void KLumoServiceConnection::onReadable()
 {
     m_bCorked = true;
+    m_nFrameOfRead = 0;
     for (quint32 taken = 0; isOpen() && taken < ReadBudget;) {
         quint32 room = 0;
         // Small while between frames, so that an idle client holds little.
@@ -95,13 +107,17 @@ void KLumoServiceConnection::onReadable()
 KLumoFrameReader::Violation KLumoServiceConnection::onFrame(quint32 seqId, const char *body,
                                                             quint32 length)
 {
-    m_pCore->dispatch(this, seqId, body, length);
+    LumoService::Interceptor *interceptor = m_pCore->m_pInterceptor;
+    if (!interceptor
+        || interceptor->incoming(m_nId, seqId, QByteArray::fromRawData(body, int(length)),
+                                 m_nFrameOfRead++))
+        m_pCore->dispatch(this, seqId, body, length);
     return Violation::None;
 }
 
 void KLumoServiceConnection::closeConnection()
 {
-    close(describe(m_oReader.lastViolation(), m_pCore->m_nMaxFrame));
+    m_pCore->malformed(this, describe(m_oReader.lastViolation(), m_pCore->m_nMaxFrame));
 }
 
 void KLumoServiceConnection::send(const QByteArray &frame)
@@ -137,6 +153,7 @@ void KLumoServiceConnection::close(const QString &why)
 {
     if (m_nFd < 0)
         return;
+    m_pOpen->store(false, std::memory_order_release); // its replies now answer nobody
     if (!why.isEmpty())
         log::warning(
             lcService(),

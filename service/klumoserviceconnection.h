@@ -7,6 +7,9 @@
 
 #include <QObject>
 
+#include <atomic>
+#include <memory>
+
 class QSocketNotifier;
 
 namespace ofx::lumo {
@@ -31,10 +34,14 @@ public:
     ~KLumoServiceConnection() override;
 
     LumoService::ClientId id() const { return m_nId; }
+    // True until the connection closes; shared with the replies of its calls.
+    const std::shared_ptr<std::atomic<bool>> &openFlag() const { return m_pOpen; }
     bool isOpen() const { return m_nFd >= 0; }
 
     // Writes @p frame after everything written before it.
     void send(const QByteArray &frame);
+    // Stops (or resumes) reading: what the client writes then waits in the kernel.
+    void setReading(bool reading);
     // Ends the connection, logging @p why when it is not empty; the core
     // forgets the client. Safe inside any callback of this connection.
     void close(const QString &why);
@@ -55,10 +62,12 @@ private:
     KLumoServerCore *const m_pCore;
     const LumoService::ClientId m_nId;
     int m_nFd;
+    const std::shared_ptr<std::atomic<bool>> m_pOpen; // set false (here) when closed
     QSocketNotifier *m_pReadNotifier;
     KLumoFrameReader m_oReader;
     KLumoFrameWriter m_oWriter;
     bool m_bCorked = false; // a read is being handled: answers wait in m_baOut
+    int m_nFrameOfRead = 0; // the place of the next frame among those one read brought
     QByteArray m_baOut;
 };
 

@@ -1,6 +1,5 @@
 #include "lumoserviceframesplitter.h"
 
-#include "transport/klumoframe.h"
 #include "transport/klumoframereader.h"
 
 #include <QObject>
@@ -15,6 +14,7 @@ public:
         : m_oReader(this, &m_oLifetime)
     {
         m_oReader.setMaxFrameSize(maxFrame);
+        m_oReader.setCaptured(false); // a peer's frames are no host's traffic
     }
 
     bool awaitsReply(quint32) override { return false; }
@@ -43,9 +43,6 @@ public:
 } // namespace ofx::lumo
 
 namespace LumoService {
-
-static_assert(FrameSplitter::HeaderSize == int(ofx::lumo::frame::HeaderSize),
-              "the published header length is the library's");
 
 FrameSplitter::FrameSplitter(quint32 maxFrameSize)
     : d(std::make_unique<ofx::lumo::KLumoFrameSplitterPrivate>(maxFrameSize))
@@ -76,11 +73,6 @@ void FrameSplitter::reset()
     d->m_oReader.reset();
     d->m_lstFrames.clear();
     d->m_strError.clear();
-}
-
-QByteArray FrameSplitter::frame(quint32 seqId, const QByteArray &body)
-{
-    return ofx::lumo::frame::make(seqId, body);
 }
 
 } // namespace LumoService

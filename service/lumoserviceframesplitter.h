@@ -18,19 +18,13 @@ namespace LumoService {
  * The frames of the wire for programs that speak it themselves (tools, test
  * doubles, peers in tests): cuts a byte stream, in whatever pieces it
  * arrives, into frames with the same code the client library and the Server
- * run, and makes frames with the library's header. A Server does all of this
- * by itself; a service needs no splitter of its own.
- *
- * A frame is five unsigned 32-bit words in host byte order (the magic
- * "lumo", the total length, 0, the sequence id, 0), then the body; sequence
- * id 0 marks a notification. Belongs to the thread that uses it.
+ * run. <LumoService/Frame> makes frames. A Server does all of this by
+ * itself; a service needs no splitter of its own. Belongs to the thread that
+ * uses it.
  */
 class LUMOSERVICE_EXPORT FrameSplitter
 {
 public:
-    /** The header's length in bytes. */
-    static constexpr int HeaderSize = 20;
-
     /** One frame: its sequence id and its body. */
     struct Frame
     {
@@ -57,9 +51,6 @@ public:
     QString error() const;
     /** Forgets the stream (a new connection). */
     void reset();
-
-    /** The frame of @p body under @p seqId, as it goes on the wire. */
-    static QByteArray frame(quint32 seqId, const QByteArray &body);
 
 private:
     std::unique_ptr<ofx::lumo::KLumoFrameSplitterPrivate> const d;

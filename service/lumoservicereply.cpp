@@ -40,6 +40,8 @@ bool claim(ofx::lumo::KLumoReplyState *state, const char *how)
 
 void sendException(const ofx::lumo::KLumoReplyState &state, int type, const std::string &message)
 {
+    if (!state.isClientOpen())
+        return;
     state.m_pOutbox->post(state.m_nClient,
                           KLumoServiceCodec::exception(state.m_nFrameSeq, state.m_strMethod,
                                                        state.m_nThriftSeq, type, message));
@@ -48,6 +50,8 @@ void sendException(const ofx::lumo::KLumoReplyState &state, int type, const std:
 void sendResult(const ofx::lumo::KLumoReplyState &state, KLumoServiceCodec::Write write,
                 const void *value)
 {
+    if (!state.isClientOpen())
+        return; // nobody to encode it for
     state.m_pOutbox->post(state.m_nClient,
                           KLumoServiceCodec::reply(state.m_nFrameSeq, state.m_strMethod,
                                                    state.m_nThriftSeq, write, value));
@@ -74,7 +78,8 @@ ReplyBase &ReplyBase::operator=(ReplyBase &&other) noexcept
 
 ReplyBase::~ReplyBase()
 {
-    if (!d || !d->claim())
+    // A client that left waits for nothing.
+    if (!d || !d->claim() || !d->isClientOpen())
         return;
     // A call nobody will answer: its client learns it now, not at its expiry.
     log::warning(lcService(),
@@ -156,9 +161,9 @@ void ReplyBase::finishVoid()
         sendResult(*d, nullptr, nullptr);
 }
 
-void ReplyBase::finishMessage(const QByteArray &message)
+void ReplyBase::finishValue(const QByteArray &message)
 {
-    if (claim(d.get(), "finish"))
+    if (claim(d.get(), "finish") && d->isClientOpen())
         d->m_pOutbox->post(d->m_nClient, KLumoServiceCodec::message(d->m_nFrameSeq, message));
 }
 

@@ -68,8 +68,12 @@ protected:
     void finishValue(const std::map<std::string, std::string> &result);
     /** Sends the empty result of a method that returns nothing. */
     void finishVoid();
-    /** Sends @p message, a complete encoded Thrift reply message, as it is. */
-    void finishMessage(const QByteArray &message);
+    /**
+     * Sends @p message, a complete encoded Thrift reply message, as it is
+     * (Reply<QByteArray>, a RawHandler's: the server frames it under the
+     * call's frame sequence id).
+     */
+    void finishValue(const QByteArray &message);
 
 private:
     friend class Handler;
@@ -80,7 +84,8 @@ private:
 
 /**
  * The answer to one two-way call whose result is a @p T: a record of the
- * interface or a string map. See ReplyBase for the rules.
+ * interface or a string map (or, for a RawHandler, a whole encoded message,
+ * QByteArray). See ReplyBase for the rules.
  */
 template<typename T> class Reply : public ReplyBase
 {

@@ -1,6 +1,7 @@
 #include "lumoserviceserver.h"
 
 #include "klumoservercore.h"
+#include "klumoservicecodec.h"
 #include "klumoserviceconnection.h"
 #include "klumoservicelistener.h"
 #include "klumoserviceoutbox.h"
@@ -23,6 +24,16 @@ Server::~Server()
 void Server::setHandler(Handler *handler)
 {
     d->m_pHandler = handler;
+}
+
+void Server::setRawHandler(RawHandler *handler)
+{
+    d->m_pRawHandler = handler;
+}
+
+void Server::setInterceptor(Interceptor *interceptor)
+{
+    d->setInterceptor(interceptor);
 }
 
 void Server::setServerName(const QString &name)
@@ -69,6 +80,11 @@ bool Server::isLoggedIn() const
 Notifier &Server::notifier()
 {
     return *d->m_pNotifier;
+}
+
+void Server::pushMessage(ClientId client, const QByteArray &message)
+{
+    d->m_pOutbox->post(client, ofx::lumo::KLumoServiceCodec::message(0, message));
 }
 
 void Server::setMaxFrameSize(quint32 bytes)

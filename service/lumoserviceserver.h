@@ -15,7 +15,9 @@ class KLumoServerCore;
 namespace LumoService {
 
 class Handler;
+class Interceptor;
 class Notifier;
+class RawHandler;
 
 /**
  * The service's end of the wire, done once for every service: the per-user
@@ -48,6 +50,19 @@ public:
      * UNKNOWN_METHOD. Not owned: it must outlive its use by the server.
      */
     void setHandler(Handler *handler);
+
+    /**
+     * Answers every call through @p handler, by name and with its message
+     * undecoded, instead of through a Handler (null: back to the Handler).
+     * Not owned.
+     */
+    void setRawHandler(RawHandler *handler);
+    /**
+     * For test doubles only: installs @p interceptor, which sees every frame
+     * and may break the protocol on purpose (see Interceptor). Set before
+     * listen(); not owned.
+     */
+    void setInterceptor(Interceptor *interceptor);
 
     /**
      * Listens under @p name instead of the name the client library forms for
@@ -84,6 +99,13 @@ public:
 
     /** The typed pushes of the interface's notifications. */
     Notifier &notifier();
+    /**
+     * Pushes @p message, a notification already encoded (a one-way Thrift
+     * message of KLumoNotifyServices), to @p client or to every client
+     * (AllClients), under sequence id 0: for relays and for stand-ins that
+     * push from data. Any thread.
+     */
+    void pushMessage(ClientId client, const QByteArray &message);
 
     /**
      * A frame whose header claims more than @p bytes in total closes its

@@ -4,6 +4,7 @@
 // emulator started in it and driven through its control socket, and the
 // context switches of a process, counted from /proc.
 
+#include "klumoemulatorcontrolname.h"
 #include "support/klumopaths.h"
 
 #include <QByteArray>
@@ -25,7 +26,7 @@ namespace lumobench {
 inline bool control(const QByteArray &command)
 {
     QLocalSocket s;
-    s.connectToServer(ofx::lumo::KLumoPaths::localServerName() + ".ctl");
+    s.connectToServer(ofx::lumo::emulatorControlName(ofx::lumo::KLumoPaths::localServerName()));
     if (!s.waitForConnected(3000))
         return false;
     s.write(command + "\n");

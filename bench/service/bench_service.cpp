@@ -105,8 +105,7 @@ QByteArray loginCall(quint32 seq)
     out.writeStructBegin("args");
     out.writeFieldStop();
     out.writeStructEnd();
-    return LumoService::FrameSplitter::frame(
-        seq, QByteArray::fromStdString(buffer->getBufferAsString()));
+    return ofx::lumo::frame::make(seq, QByteArray::fromStdString(buffer->getBufferAsString()));
 }
 
 int connectTo(const QByteArray &path)

@@ -124,7 +124,7 @@ void KLumoFrameReader::finishDirect()
     const quint32 length = m_direct.length;
     // Held here: the sink may reset the reader, or destroy it, meanwhile.
     std::unique_ptr<KLumoReplyBuffer> body = std::move(m_direct.body);
-    if (KLumoCaptureWriter::isActive()) {
+    if (m_bCaptured && KLumoCaptureWriter::isActive()) {
         uint8_t *bytes = nullptr;
         uint32_t have = 0;
         body->getBuffer(&bytes, &have); // the whole body, nothing read yet
@@ -189,7 +189,7 @@ void KLumoFrameReader::parse()
             violation(Violation::ShortBody);
             break;
         }
-        if (KLumoCaptureWriter::isActive())
+        if (m_bCaptured && KLumoCaptureWriter::isActive())
             KLumoCaptureWriter::record(capture::Inbound, m_buffer.data(), h.total);
         // Consuming leaves the bytes in place until the next read.
         const char *body = m_buffer.data() + frame::HeaderSize;

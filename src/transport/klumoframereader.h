@@ -80,6 +80,10 @@ public:
     // A frame whose header claims more than @p bytes in total is a violation,
     // found before its body is buffered. No limit by default.
     void setMaxFrameSize(quint32 bytes) { m_nMaxFrame = bytes; }
+    // Whether frames are recorded while a capture runs (LUMOIPC_CAPTURE): the
+    // host's channel, yes; a service's or a test peer's reader in the same
+    // process, no.
+    void setCaptured(bool captured) { m_bCaptured = captured; }
     // The rule the stream broke last (None while it broke none), for the sink
     // to say why it closes.
     Violation lastViolation() const { return m_eLastViolation; }
@@ -105,6 +109,7 @@ private:
     quint32 m_directThreshold = DefaultDirectThreshold;
     quint32 m_nMaxFrame = 0xffffffffu;
     Violation m_eLastViolation = Violation::None;
+    bool m_bCaptured = true;
     quint64 m_received = 0;
     quint64 m_copied = 0;
     // A large reply being read straight into its own buffer.

@@ -105,7 +105,7 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
     // Recorded before the first byte leaves, so the capture never shows the
     // answer ahead of its request; and outside m_lock, which the capture's
     // one log line must not be written under.
-    if (KLumoCaptureWriter::isActive())
+    if (m_bCaptured && KLumoCaptureWriter::isActive())
         KLumoCaptureWriter::record(capture::Outbound, frame.constData(), quint32(total));
     bool needArm = false;
     {

@@ -47,6 +47,8 @@ public:
     bool write(const QByteArray &frame);
 
     void setPieceObserver(PieceObserver observer) { m_pieceObserver = std::move(observer); }
+    // Whether frames are recorded while a capture runs; set before any write.
+    void setCaptured(bool captured) { m_bCaptured = captured; }
     // Called on the owner thread when queued bytes could not be written.
     void setDrainErrorHandler(std::function<void()> handler) { m_drainError = std::move(handler); }
 
@@ -66,6 +68,7 @@ private:
     bool m_armPosted = false;
     QSocketNotifier *m_notifier = nullptr; // owner thread only
     PieceObserver m_pieceObserver;
+    bool m_bCaptured = true;
     std::function<void()> m_drainError;
 };
 
