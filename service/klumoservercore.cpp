@@ -3,6 +3,7 @@
 #include "klumoreplystate.h"
 #include "klumoservicecodec.h"
 #include "klumoserviceconnection.h"
+#include "klumoserviceinbuffer.h"
 #include "klumoservicelistener.h"
 #include "klumoservicelog.h"
 #include "klumoservicemethod.h"
@@ -17,6 +18,7 @@
 
 #include <thrift/TApplicationException.h>
 #include <thrift/TConfiguration.h>
+#include <thrift/protocol/TCompactProtocol.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -27,6 +29,16 @@ Q_LOGGING_CATEGORY(lcService, "lumoservice", QtInfoMsg)
 
 namespace ofx::lumo {
 
+struct KLumoServerCore::Decoder
+{
+    // Frames are bounded by the server's own limit; Thrift's default of
+    // 100 MB per message must not cut in below it.
+    std::shared_ptr<KLumoServiceInBuffer> in = std::make_shared<KLumoServiceInBuffer>(
+        std::make_shared<apache::thrift::TConfiguration>(INT_MAX));
+    apache::thrift::protocol::TCompactProtocolT<apache::thrift::transport::TMemoryBuffer> protocol {
+        in, frame::MaxStringBytes, frame::MaxContainerElements};
+};
+
 using apache::thrift::TApplicationException;
 using apache::thrift::transport::TMemoryBuffer;
 
@@ -34,11 +46,7 @@ KLumoServerCore::KLumoServerCore(LumoService::Server *server)
     : q(server)
     , m_pNotifier(makeNotifier(this), &dropNotifier)
     , m_pOutbox(std::make_shared<KLumoServiceOutbox>())
-    // Frames are bounded by the server's own limit; Thrift's default of
-    // 100 MB per message must not cut in below it.
-    , m_pIn(std::make_shared<KLumoServiceInBuffer>(
-          std::make_shared<apache::thrift::TConfiguration>(INT_MAX)))
-    , m_oDecoder(m_pIn, frame::MaxStringBytes, frame::MaxContainerElements)
+    , m_pDecoder(std::make_unique<Decoder>())
 {
     log::installThriftOutput();
     // For queued connections to the server's signals and QSignalSpy.
@@ -193,12 +201,13 @@ void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId
                                quint32 length)
 {
     using namespace apache::thrift::protocol;
-    m_pIn->observe(body, length);
+    m_pDecoder->in->observe(body, length);
+    auto &decoder = m_pDecoder->protocol;
     std::string name;
     TMessageType type = T_CALL;
     int32_t thriftSeq = 0;
     try {
-        m_oDecoder.readMessageBegin(name, type, thriftSeq);
+        decoder.readMessageBegin(name, type, thriftSeq);
     } catch (const std::exception &e) {
         return malformed(connection,
                          QStringLiteral("a frame that holds no Thrift message (%1)")
@@ -229,7 +238,7 @@ void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId
                            std::move(state));
     LumoService::Handler &handler = m_pHandler ? *m_pHandler : KLumoServiceMethod::fallback();
     try {
-        method->call(handler, m_oDecoder, state);
+        method->call(handler, decoder, state);
     } catch (const std::exception &e) {
         // Until its arguments decode, the call has no Reply: state still holds it.
         if (state || method->oneway)

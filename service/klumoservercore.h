@@ -1,13 +1,9 @@
 #pragma once
 
-#include "klumoserviceinbuffer.h"
 #include "klumoservicemethod.h"
 #include "lumoserviceserver.h"
 
 #include <QString>
-
-#include <thrift/protocol/TCompactProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
 
 #include <map>
 #include <memory>
@@ -86,10 +82,10 @@ private:
                      quint32 length, const char *method, bool oneway, qint32 thriftSeq,
                      KLumoServiceMethod::State state);
 
-    // The request decoder, reused for every frame.
-    std::shared_ptr<KLumoServiceInBuffer> m_pIn;
-    apache::thrift::protocol::TCompactProtocolT<apache::thrift::transport::TMemoryBuffer>
-        m_oDecoder;
+    // The request decoder, reused for every frame (defined with the dispatch,
+    // so that the headers of the server's other parts stay free of Thrift's).
+    struct Decoder;
+    const std::unique_ptr<Decoder> m_pDecoder;
 };
 
 } // namespace ofx::lumo
