@@ -58,6 +58,7 @@ KLumoServerCore::~KLumoServerCore()
 {
     m_pOutbox->detach();
     close();
+    setInterceptor(nullptr); // it may outlive the server (a base of its owner)
 }
 
 bool KLumoServerCore::listen(QString *error)

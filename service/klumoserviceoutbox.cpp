@@ -2,8 +2,12 @@
 
 #include "klumoservercore.h"
 
+#include "support/klumotsan.h"
+
 #include <QObject>
 #include <QThread>
+
+#include <memory>
 
 namespace ofx::lumo {
 

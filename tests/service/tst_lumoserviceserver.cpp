@@ -3,6 +3,7 @@
 #include <LumoService/LumoService>
 
 #include "connection/klumolockfile.h"
+#include "support/klumotsan.h"
 
 #include <QLocalSocket>
 #include <QRandomGenerator>
@@ -14,6 +15,7 @@
 #include <thrift/transport/TBufferTransports.h>
 
 #include <algorithm>
+#include <functional>
 #include <set>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -154,10 +156,13 @@ public:
         }
         auto held = std::make_shared<Reply<CreateFolderResult>>(std::move(reply));
         const int delayUs = m_bRandomDelay ? QRandomGenerator::global()->bounded(500) : 0;
-        QThreadPool::globalInstance()->start([held, result, delayUs] {
+        std::function<void()> task = [held, result, delayUs] {
+            tsan::acquire(held.get());
             QThread::usleep(delayUs);
             held->finish(result);
-        });
+        };
+        tsan::release(held.get()); // the pool's hand-over is Qt's, unseen by the sanitizer
+        QThreadPool::globalInstance()->start(std::move(task));
     }
     void getLoginInfo(Reply<StringMap> reply) override
     {
