@@ -56,7 +56,8 @@ set(LUMOIPC_PUBLIC_HEADERS
   ${_lumo_src}/connection/kcompanyinfocache.h connection KCompanyInfoCache
   ${_lumo_src}/dispatch/krpcresponse.h dispatch KRpcResponse
   ${_lumo_src}/dispatch/klumovoidresult.h dispatch KLumoVoidResult
-  ${_lumo_src}/notify/klumonotifytypes.h notify KLumoNotifyTypes)
+  ${_lumo_src}/notify/klumonotifytypes.h notify KLumoNotifyTypes
+  ${_lumo_src}/transport/klumocapture.h transport KLumoCapture)
 set(LUMOIPC_IMPL_HEADER ${_lumo_src}/ipc/lumoipccalls_impl.h)
 
 # The build tree's view of the installed headers, for the programs of this
@@ -66,6 +67,8 @@ set(LUMOIPC_IMPL_HEADER ${_lumo_src}/ipc/lumoipccalls_impl.h)
 set(LUMOIPC_STAGED_INCLUDEDIR ${_lumo_gen}/staged-include)
 file(REMOVE_RECURSE ${LUMOIPC_STAGED_INCLUDEDIR})
 target_include_directories(lumoipc INTERFACE $<BUILD_INTERFACE:${LUMOIPC_STAGED_INCLUDEDIR}>)
+# Programs that link the core archive instead (tests, benchmarks) see it too.
+target_include_directories(lumoipc_core INTERFACE $<BUILD_INTERFACE:${LUMOIPC_STAGED_INCLUDEDIR}>)
 function(_lumo_stage file path)
   get_filename_component(dir ${LUMOIPC_STAGED_INCLUDEDIR}/${path} DIRECTORY)
   file(MAKE_DIRECTORY ${dir})

@@ -4,7 +4,9 @@
 // emulator started in it and driven through its control socket, and the
 // context switches of a process, counted from /proc.
 
-#include "support/klumopaths.h"
+#include "klumoemulatorcontrolname.h"
+
+#include <LumoIpc/LumoIpc>
 
 #include <QByteArray>
 #include <QDir>
@@ -25,7 +27,7 @@ namespace lumobench {
 inline bool control(const QByteArray &command)
 {
     QLocalSocket s;
-    s.connectToServer(ofx::lumo::KLumoPaths::localServerName() + ".ctl");
+    s.connectToServer(ofx::lumo::emulatorControlName(LumoIpcServerName()));
     if (!s.waitForConnected(3000))
         return false;
     s.write(command + "\n");

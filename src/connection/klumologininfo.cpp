@@ -1,5 +1,7 @@
 #include "connection/klumologininfo.h"
 
+#include "connection/klumologinflags.h"
+
 #include "support/klumocommonsettings.h"
 
 namespace ofx::lumo {
@@ -66,8 +68,7 @@ const QString LastLoginGroup = QStringLiteral("LastLogin");
 
 bool KLumoLoginInfo::parseFlag(const QString &value)
 {
-    return value == QLatin1String("1")
-        || value.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0;
+    return KLumoLoginFlags::parseFlag(value);
 }
 
 bool KLumoLoginInfo::decode(const StringMap &map, KLumoIpcLoginCache &login,
@@ -81,8 +82,7 @@ bool KLumoLoginInfo::decode(const StringMap &map, KLumoIpcLoginCache &login,
         login.*f.member = map.value(QLatin1String(f.key));
     for (const LoginFlag &f : LoginFlags)
         login.*f.member = parseFlag(map.value(QLatin1String(f.key)));
-    if (!map.contains(QStringLiteral("isLogined")))
-        login.isLogined = !login.userId.isEmpty();
+    login.isLogined = KLumoLoginFlags::isLoggedIn(map);
     for (const CompanyText &f : CompanyTexts)
         company.*f.member = map.value(QLatin1String(f.key));
     return true;

@@ -6,12 +6,9 @@
 #include "dispatch/klumoipchandler.h"
 #include "ipc/klumoipc_p.h"
 #include "support/klumoofxcloudsettings.h"
+#include "support/klumopaths.h"
 #include "support/lumolog.h"
 #include "transport/klumocapturewriter.h"
-#include "transport/kxlocalservernames.h"
-
-#include <pwd.h>
-#include <unistd.h>
 
 using ofx::lumo::KLumoIpc;
 using ofx::lumo::KLumoIpcLoginCheck;
@@ -169,15 +166,7 @@ bool LumoIpcCheckLumoRunning()
 
 QString LumoIpcServerName()
 {
-    const uid_t uid = ::getuid();
-    const long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
-    QByteArray buf(size > 0 ? int(size) : 16384, Qt::Uninitialized);
-    struct passwd pw;
-    struct passwd *result = nullptr;
-    QString login;
-    if (::getpwuid_r(uid, &pw, buf.data(), size_t(buf.size()), &result) == 0 && result)
-        login = QString::fromLocal8Bit(result->pw_name);
-    return QLatin1String(ofx::lumo::servername::Ipc) + login + QString::number(uid);
+    return ofx::lumo::KLumoPaths::localServerName();
 }
 
 void LumoIpcStartLumoProcess(const QString &param)

@@ -1,11 +1,29 @@
 #include "support/klumopaths.h"
 
+#include "transport/kxlocalservernames.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <pwd.h>
+#include <unistd.h>
+
 namespace ofx::lumo {
+
+QString KLumoPaths::localServerName()
+{
+    const uid_t uid = ::getuid();
+    const long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+    QByteArray buf(size > 0 ? int(size) : 16384, Qt::Uninitialized);
+    struct passwd pw;
+    struct passwd *result = nullptr;
+    QString login;
+    if (::getpwuid_r(uid, &pw, buf.data(), size_t(buf.size()), &result) == 0 && result)
+        login = QString::fromLocal8Bit(result->pw_name);
+    return QLatin1String(servername::Ipc) + login + QString::number(uid);
+}
 
 QString KLumoPaths::suiteDir()
 {

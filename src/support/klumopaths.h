@@ -1,11 +1,6 @@
 #pragma once
 
-#include "lumoipc_export.h"
-
 #include <QString>
-
-// Declared with the library's other exported functions (lumoipc.h).
-LUMOIPC_EXPORT QString LumoIpcServerName();
 
 namespace ofx::lumo {
 
@@ -30,9 +25,12 @@ public:
     // dataRoot()/userdata/<userId or "AllUsers">, created with its parents.
     static QString userDataPath(const QString &userId);
 
-    // The local server name the library connects to: LumoIpcServerName(),
-    // under the name the library's own code and the tools linking its core use.
-    static QString localServerName() { return LumoIpcServerName(); }
+    // The local server name the library connects to and a service listens on:
+    // "_Thrift_Lumo_IPC_", the login name of the real user id (empty when the
+    // password database has no entry), then that id in decimal. The one place
+    // it is formed: the library exports it as LumoIpcServerName(), the
+    // service SDK listens on it. Any thread.
+    static QString localServerName();
 
     // The platform check of the auto-login decision: 0 when a service could be
     // started from here, non-zero otherwise (1: no service executable).

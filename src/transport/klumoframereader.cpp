@@ -31,6 +31,7 @@ QString KLumoFrameReader::logText(Violation which)
 void KLumoFrameReader::violation(Violation which, const QString &detail)
 {
     log::info(lcTransport(), logText(which) + detail);
+    m_eLastViolation = which;
     m_sink->closeConnection();
 }
 
@@ -127,7 +128,7 @@ void KLumoFrameReader::finishDirect()
     const quint32 length = m_direct.length;
     // Held here: the sink may reset the reader, or destroy it, meanwhile.
     std::unique_ptr<KLumoReplyBuffer> body = std::move(m_direct.body);
-    if (KLumoCaptureWriter::isActive()) {
+    if (m_bCaptured && KLumoCaptureWriter::isActive()) {
         uint8_t *bytes = nullptr;
         uint32_t have = 0;
         body->getBuffer(&bytes, &have); // the whole body, nothing read yet
@@ -178,6 +179,10 @@ void KLumoFrameReader::parse()
             violation(Violation::ShortTotal);
             break;
         }
+        if (h.total > m_nMaxFrame) {
+            violation(Violation::Oversized);
+            break;
+        }
         if (h.total > avail) {
             if (h.seqId != 0 && h.bodyLength() >= m_directThreshold)
                 startDirect(h);
@@ -188,7 +193,7 @@ void KLumoFrameReader::parse()
             violation(Violation::ShortBody);
             break;
         }
-        if (KLumoCaptureWriter::isActive())
+        if (m_bCaptured && KLumoCaptureWriter::isActive())
             KLumoCaptureWriter::record(capture::Inbound, m_buffer.data(), h.total);
         // Consuming leaves the bytes in place until the next read.
         const char *body = m_buffer.data() + frame::HeaderSize;

@@ -39,6 +39,7 @@ public:
         // A reply's callback or the notification processor threw: logged by
         // the sink with the exception's text, and the stream goes on.
         CallbackFailed = 9,
+        Oversized = 10, // a total length above the reader's limit (setMaxFrameSize)
     };
     // The log line's head for @p which: "!!onRecvData <n>".
     static QString logText(Violation which);
@@ -81,6 +82,16 @@ public:
     // Bodies of replies at least this long are read straight into a buffer of
     // their own, handed over whole, instead of being staged and copied.
     void setDirectThreshold(quint32 bytes) { m_directThreshold = bytes; }
+    // A frame whose header claims more than @p bytes in total is a violation,
+    // found before its body is buffered. No limit by default.
+    void setMaxFrameSize(quint32 bytes) { m_nMaxFrame = bytes; }
+    // Whether frames are recorded while a capture runs (LUMOIPC_CAPTURE): the
+    // host's channel, yes; a service's or a test peer's reader in the same
+    // process, no.
+    void setCaptured(bool captured) { m_bCaptured = captured; }
+    // The rule the stream broke last (None while it broke none), for the sink
+    // to say why it closes.
+    Violation lastViolation() const { return m_eLastViolation; }
 
     // Measurements.
     quint32 capacity() const { return m_buffer.capacity(); }
@@ -101,6 +112,9 @@ private:
     quint64 m_generation = 0; // bumped by every reset, so a loop notices one made under it
     bool m_parsing = false;
     quint32 m_directThreshold = DefaultDirectThreshold;
+    quint32 m_nMaxFrame = 0xffffffffu;
+    Violation m_eLastViolation = Violation::None;
+    bool m_bCaptured = true;
     quint64 m_received = 0;
     quint64 m_copied = 0;
     // A large reply being read straight into its own buffer.

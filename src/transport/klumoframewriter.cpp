@@ -80,12 +80,19 @@ void KLumoFrameWriter::closeLocked()
     m_fd = -1;
     m_pending.clear();
     m_pendingOffset = 0;
+    m_nPendingBytes = 0;
 }
 
 bool KLumoFrameWriter::isAttached() const
 {
     std::lock_guard<std::mutex> guard(m_lock);
     return m_fd >= 0;
+}
+
+qint64 KLumoFrameWriter::pendingBytes() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_nPendingBytes - m_pendingOffset;
 }
 
 bool KLumoFrameWriter::write(const QByteArray &frame)
@@ -98,7 +105,7 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
     // Recorded before the first byte leaves, so the capture never shows the
     // answer ahead of its request; and outside m_lock, which the capture's
     // one log line must not be written under.
-    if (KLumoCaptureWriter::isActive())
+    if (m_bCaptured && KLumoCaptureWriter::isActive())
         KLumoCaptureWriter::record(capture::Outbound, frame.constData(), quint32(total));
     bool needArm = false;
     {
@@ -108,6 +115,7 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
         if (!m_pending.empty()) {
             // Earlier bytes are still waiting: keep the order.
             m_pending.push_back(frame);
+            m_nPendingBytes += total;
             return true;
         }
         for (qint64 off = 0; off < total; off += PieceSize) {
@@ -119,6 +127,7 @@ bool KLumoFrameWriter::write(const QByteArray &frame)
             if (r == SendResult::Failed)
                 return false;
             m_pending.push_back(frame);
+            m_nPendingBytes += total;
             m_pendingOffset = off + sent;
             needArm = !m_armPosted;
             m_armPosted = true;
@@ -164,6 +173,7 @@ void KLumoFrameWriter::drain()
                 break;
             }
             if (m_pendingOffset == front.size()) {
+                m_nPendingBytes -= front.size();
                 m_pending.pop_front();
                 m_pendingOffset = 0;
             }

@@ -19,7 +19,8 @@ namespace ofx::lumo {
  * writable. No thread ever blocks on a peer that stops reading.
  *
  * Lives on the owner thread: attach(), detach() and the notifier run there.
- * m_fd, m_pending, m_pendingOffset and m_armPosted are guarded by m_lock.
+ * m_fd, m_pending, m_pendingOffset, m_nPendingBytes and m_armPosted are
+ * guarded by m_lock.
  * The descriptor is a duplicate owned by the writer, so it stays valid until
  * detach() however the socket underneath is torn down.
  */
@@ -46,8 +47,13 @@ public:
     bool write(const QByteArray &frame);
 
     void setPieceObserver(PieceObserver observer) { m_pieceObserver = std::move(observer); }
+    // Whether frames are recorded while a capture runs; set before any write.
+    void setCaptured(bool captured) { m_bCaptured = captured; }
     // Called on the owner thread when queued bytes could not be written.
     void setDrainErrorHandler(std::function<void()> handler) { m_drainError = std::move(handler); }
+
+    // Bytes waiting for the descriptor to become writable; any thread.
+    qint64 pendingBytes() const;
 
 private:
     void arm();
@@ -58,9 +64,11 @@ private:
     int m_fd = -1;
     std::deque<QByteArray> m_pending;
     qint64 m_pendingOffset = 0;
+    qint64 m_nPendingBytes = 0; // the bytes of m_pending, so that asking costs nothing
     bool m_armPosted = false;
     QSocketNotifier *m_notifier = nullptr; // owner thread only
     PieceObserver m_pieceObserver;
+    bool m_bCaptured = true;
     std::function<void()> m_drainError;
 };
 

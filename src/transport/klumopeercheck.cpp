@@ -21,7 +21,7 @@ bool samePeerUid(qintptr fd, QString *reason)
         return false;
     }
     if (cred.uid != ::geteuid()) {
-        *reason = QStringLiteral("server pid %1 runs as uid %2, not %3")
+        *reason = QStringLiteral("peer pid %1 runs as uid %2, not %3")
                       .arg(cred.pid)
                       .arg(cred.uid)
                       .arg(::geteuid());

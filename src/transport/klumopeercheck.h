@@ -14,7 +14,7 @@ using KLumoPeerCheck = std::function<bool(qintptr fd, QString *reason)>;
 
 // The channel's default check: only a server running under our own effective
 // uid is accepted (SO_PEERCRED), so another user cannot squat on the name and
-// read our calls.
+// read our calls. A service applies it to each client it accepts.
 bool samePeerUid(qintptr fd, QString *reason);
 
 } // namespace ofx::lumo

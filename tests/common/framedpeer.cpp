@@ -35,7 +35,7 @@ void FramedPeer::onNewConnection()
         if (m_client)
             m_client->deleteLater();
         m_client = s;
-        m_buffer.clear();
+        m_splitter.reset();
         connect(s, &QLocalSocket::readyRead, this, &FramedPeer::onReadyRead);
         Q_EMIT clientConnected();
     }
@@ -46,20 +46,12 @@ void FramedPeer::onReadyRead()
     auto *s = qobject_cast<QLocalSocket *>(sender());
     if (s != m_client)
         return;
-    m_buffer += s->readAll();
-    int pos = 0;
-    while (m_buffer.size() - pos >= int(frame::HeaderSize)) {
-        const frame::Header h = frame::readHeader(m_buffer.constData() + pos);
-        if (!h.hasMagic() || h.total < frame::HeaderSize) {
-            qWarning("FramedPeer: malformed frame from client");
-            s->abort();
-            m_buffer.clear();
-            return;
-        }
-        if (m_buffer.size() - pos < int(h.total))
-            break;
-        Frame f {h.seqId, m_buffer.mid(pos + int(frame::HeaderSize), int(h.bodyLength()))};
-        pos += int(h.total);
+    if (!m_splitter.append(s->readAll())) {
+        qWarning("FramedPeer: malformed frame from client: %s", qPrintable(m_splitter.error()));
+        s->abort();
+        return;
+    }
+    for (const Frame &f : m_splitter.takeFrames()) {
         m_frames.append(f);
         Q_EMIT frameReceived(f.seqId, f.body);
         if (m_responder) {
@@ -70,7 +62,6 @@ void FramedPeer::onReadyRead()
         if (s != m_client) // the responder may have disconnected us
             return;
     }
-    m_buffer.remove(0, pos);
 }
 
 } // namespace lumotest

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "transport/klumoframe.h"
+#include <LumoService/Frame>
+#include <LumoService/FrameSplitter>
 
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -12,16 +13,13 @@
 namespace lumotest {
 
 // The service's side of the framing on a real local socket: accepts one client
-// at a time, reassembles its frames, answers them or sends frames of its own.
+// at a time, reassembles its frames (with the SDK's splitter, the library's
+// frame reader), answers them or sends frames of its own.
 class FramedPeer : public QObject
 {
     Q_OBJECT
 public:
-    struct Frame
-    {
-        quint32 seqId = 0;
-        QByteArray body;
-    };
+    using Frame = LumoService::FrameSplitter::Frame;
     // Called for every frame; a non-empty return goes back under its sequence id.
     using Responder = std::function<QByteArray(const Frame &)>;
 
@@ -65,7 +63,7 @@ private:
 
     QLocalServer m_server;
     QPointer<QLocalSocket> m_client;
-    QByteArray m_buffer;
+    LumoService::FrameSplitter m_splitter;
     QList<Frame> m_frames;
     Responder m_responder;
 };

@@ -11,7 +11,7 @@
 #include "klumostatsmodel.h"
 #include "lumotestenv.h"
 
-#include "ipc/lumoipc.h"
+#include <LumoIpc/LumoIpc>
 
 #include <QAbstractButton>
 #include <QApplication>

@@ -132,7 +132,7 @@ void TestSystemCalls::lumoctlSaysWhyACallFailed_data()
     QTest::addRow("no service") << QByteArray() << QByteArray() << 3
                                 << "remove not connected: the call was not sent (no service "
                                    "answers on "
-            + KLumoPaths::localServerName();
+            + LumoIpcServerName();
     QTest::addRow("exception") << QByteArray(R"({"fail":"the file is locked"})") << QByteArray()
                                << 4
                                << "remove failed: the service answered with an exception: the "
@@ -157,7 +157,7 @@ void TestSystemCalls::lumoctlSaysWhyACallFailed()
         QVERIFY(emulator.ok(R"({"cmd":"reply","method":"remove","behaviour":)" + behaviour + "}"));
     } else if (!peerReply.isEmpty()) {
         peer.setResponder([&](const lumotest::FramedPeer::Frame &) { return peerReply; });
-        QVERIFY(peer.listen(KLumoPaths::localServerName()));
+        QVERIFY(peer.listen(LumoIpcServerName()));
     }
     QProcess lumoctl;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """A tool's manual page against its --help: man renders the page without a
 warning, and every option and command the help prints (the tool's own and,
-for a tool whose help lists "Commands:", each command's) appears in it.
+for a tool whose help lists "Commands:", each command's) appears in it, as
+does each row of a "Faults" section of the help (its name, then what it does:
+the emulator's fault table).
 
 Usage: check_manpage.py PAGE TOOL
 """
@@ -37,6 +39,11 @@ def main(page, tool):
     options = set(re.findall(r'(?<![\w-])(--?[a-z][\w-]*)', '\n'.join(helps)))
     missing = sorted(o for o in options if not re.search(rf'(?<![\w-]){o}(?![\w-])', text))
     missing += [c for c in commands if not re.search(rf'^ {{3}}{c}$', text, re.M)]
+    faults = re.search(r'^Faults.*:\n((?:  .*\n?)+)', usage, re.M)
+    for name, what in re.findall(r'^  (\S+) +(.*)$', faults.group(1) if faults else '', re.M):
+        # A short name shares its line with the text; a long one stands above it.
+        if not re.search(rf'^ +{re.escape(name)}(?:\n +| +){re.escape(what)}$', text, re.M):
+            missing.append(f'the fault row "{name}: {what}"')
     if missing:
         sys.exit(f'{page} lacks: {", ".join(missing)}')
     print(f'{page}: {len(options)} options, {len(commands)} commands')

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "klumoemulatorcontrolname.h"
 #include "klumojsonvalue.h"
 
-#include "support/klumopaths.h"
+#include <LumoIpc/LumoIpc>
 
 #include <QDeadlineTimer>
 #include <QLocalSocket>
@@ -54,8 +55,8 @@ public:
         for (int attempt = 0; attempt < 2; ++attempt) {
             if (m_control.state() != QLocalSocket::ConnectedState) {
                 m_control.abort();
-                m_control.connectToServer(ofx::lumo::KLumoPaths::localServerName()
-                                          + QLatin1String(".ctl"));
+                m_control.connectToServer(
+                    ofx::lumo::emulatorControlName(LumoIpcServerName()));
                 if (!m_control.waitForConnected(timeoutMs))
                     return {};
             }

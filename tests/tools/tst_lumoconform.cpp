@@ -127,24 +127,15 @@ void TestLumoConform::faultIsCaughtByItsCase_data()
     QTest::addColumn<QString>("fault");
     QTest::addColumn<QString>("groups");
     QTest::addColumn<QString>("expected");
+    // The emulator's table: each fault with the groups to run and the case
+    // that must catch it.
     const struct
     {
         const char *fault, *groups, *expected;
     } rows[] = {
-        {"no-main-lock", "discovery", "discovery-01"},
-        {"login-unlocked", "discovery", "discovery-03"},
-        {"open-socket", "discovery", "discovery-05"},
-        {"bad-magic", "framing", "framing-01"},
-        {"double-reply", "framing", "framing-04"},
-        {"reply-oneway", "framing", "framing-05"},
-        {"notify-seq", "framing", "framing-06"},
-        {"drop-pipelined", "framing", "framing-07"},
-        {"wrong-seq", "framing", "framing-08"},
-        {"latest-client", "framing", "framing-09"},
-        {"no-reply", "methods", "methods-01"},
-        {"slow", "methods", "methods-01"},
-        {"wrong-result", "methods,generic", "methods-02"},
-        {"exit-on-malformed", "robustness", "robustness-01"},
+#define LUMO_FAULT(id, name, what, groups, caughtBy) {name, groups, caughtBy},
+#include "klumoemulatorfaults.def"
+#undef LUMO_FAULT
     };
     for (const auto &r : rows)
         QTest::addRow("%s", r.fault) << r.fault << r.groups << r.expected;

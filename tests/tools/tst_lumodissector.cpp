@@ -9,7 +9,6 @@
 #include <QtTest>
 
 using lumotest::EmulatorProcess;
-using ofx::lumo::KLumoPaths;
 
 class TestLumoDissector : public QObject
 {
@@ -54,7 +53,7 @@ private Q_SLOTS:
                      {"-X", "lua_script:" LUMO_DISSECTOR, "-r", capture, "-V"});
         QVERIFY(tshark.waitForFinished(60000 * lumotest::timeScale()) && tshark.exitCode() == 0);
         const QString out = QString::fromUtf8(tshark.readAllStandardOutput());
-        QVERIFY(out.contains("Interface name: " + KLumoPaths::localServerName() + "\n")
+        QVERIFY(out.contains("Interface name: " + LumoIpcServerName() + "\n")
                 && out.contains(QStringLiteral("Interface description: %1 (pid %2)\n")
                                     .arg(QFileInfo(QStringLiteral(LUMOCTL_BIN)).fileName())
                                     .arg(pid)));

@@ -17,7 +17,7 @@ struct RawClient
 {
     RawClient()
     {
-        socket.connectToServer(KLumoPaths::localServerName());
+        socket.connectToServer(LumoIpcServerName());
         socket.waitForConnected(3000);
     }
     // The next frame's body if it comes in time and carries @p seqId.
@@ -87,7 +87,7 @@ void TestLumoService::controlCommands()
     QVERIFY(KLumoLockFile::isHeld(QLatin1String(KLumoLockFile::MainKey))
             && KLumoLockFile::isHeld(QLatin1String(KLumoLockFile::ExistKey))
             && KLumoLockFile::isLoginStatusHeld());
-    const QFileInfo socket(QDir::tempPath() + "/" + KLumoPaths::localServerName());
+    const QFileInfo socket(QDir::tempPath() + "/" + LumoIpcServerName());
     QCOMPARE(int(socket.permissions() & 0x0077), 0); // nobody but this user
     QVERIFY(outcome(LUMO_SERVICE_BIN, {}, true)
                 .startsWith("1 lumo-service: another service holds the main lock"));

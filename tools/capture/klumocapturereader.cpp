@@ -1,6 +1,6 @@
 #include "klumocapturereader.h"
 
-#include "transport/klumocapture.h"
+#include <LumoIpc/KLumoCapture>
 
 #include <QtEndian>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transport/klumocapture.h"
+#include <LumoIpc/KLumoCapture>
 
 #include <QByteArray>
 #include <QString>

@@ -3,12 +3,7 @@
 #include "klumoconformcontext.h"
 #include "klumoconformmethods.h"
 
-#include "connection/kcompanyinfocache.h"
-#include "connection/klumoipclogincache.h"
-#include "connection/klumolockfile.h"
-#include "connection/klumologininfo.h"
-#include "support/klumopaths.h"
-#include "transport/klumopeercheck.h"
+#include <LumoService/Discovery>
 
 #include <QDir>
 #include <QFileInfo>
@@ -27,11 +22,13 @@ QString octal(mode_t mode)
 
 } // namespace
 
-void KLumoConformDiscovery::held(const char *key, KLumoConformResult &r)
+using LumoService::Discovery;
+
+void KLumoConformDiscovery::held(Discovery::Lock lock, KLumoConformResult &r)
 {
-    const QString path = KLumoLockFile::path(QLatin1String(key));
+    const QString path = Discovery::lockPath(lock);
     r.sent = QStringLiteral("a record-lock query (F_GETLK) on %1").arg(path);
-    if (KLumoLockFile::isHeld(QLatin1String(key)))
+    if (Discovery::isHeld(lock))
         return;
     r.fail(QFileInfo::exists(path)
                ? QStringLiteral("no process holds a lock on it (or the file is not ours to "
@@ -41,12 +38,12 @@ void KLumoConformDiscovery::held(const char *key, KLumoConformResult &r)
 
 void KLumoConformDiscovery::mainLock(KLumoConformContext &, KLumoConformResult &r)
 {
-    held(KLumoLockFile::MainKey, r);
+    held(Discovery::Lock::Main, r);
 }
 
 void KLumoConformDiscovery::existLock(KLumoConformContext &, KLumoConformResult &r)
 {
-    held(KLumoLockFile::ExistKey, r);
+    held(Discovery::Lock::Exist, r);
 }
 
 void KLumoConformDiscovery::loginLock(KLumoConformContext &ctx, KLumoConformResult &r)
@@ -56,12 +53,10 @@ void KLumoConformDiscovery::loginLock(KLumoConformContext &ctx, KLumoConformResu
     if (!peer || !KLumoConformMethods::loginInfo(ctx, *peer, r, &answer))
         return;
     // Read as the library reads both.
-    KLumoIpcLoginCache login;
-    KCompanyInfoCache company;
-    const bool reported = KLumoLoginInfo::decode(answer, login, company) && login.isLogined;
-    const bool locked = KLumoLockFile::isLoginStatusHeld();
+    const bool reported = Discovery::reportsLoggedIn(answer);
+    const bool locked = Discovery::isLoginStatusHeld();
     r.sent += QStringLiteral(", then the login-status test on %1")
-                  .arg(KLumoLockFile::path(QLatin1String(KLumoLockFile::LoginStatusKey)));
+                  .arg(Discovery::lockPath(Discovery::Lock::LoginStatus));
     r.notes << (reported ? QStringLiteral("a user is logged in")
                          : QStringLiteral("no user is logged in"));
     if (reported != locked)
@@ -74,9 +69,9 @@ void KLumoConformDiscovery::loginLock(KLumoConformContext &ctx, KLumoConformResu
 void KLumoConformDiscovery::lockFiles(KLumoConformContext &, KLumoConformResult &r)
 {
     r.sent = QStringLiteral("lstat of the service's lock files");
-    for (const char *key :
-         {KLumoLockFile::ExistKey, KLumoLockFile::MainKey, KLumoLockFile::LoginStatusKey}) {
-        const QString path = KLumoLockFile::path(QLatin1String(key));
+    for (const Discovery::Lock lock :
+         {Discovery::Lock::Exist, Discovery::Lock::Main, Discovery::Lock::LoginStatus}) {
+        const QString path = Discovery::lockPath(lock);
         struct stat st;
         if (::lstat(QFile::encodeName(path).constData(), &st) != 0) {
             r.notes << QStringLiteral("%1 does not exist").arg(path);
@@ -126,7 +121,7 @@ void KLumoConformDiscovery::socket(KLumoConformContext &ctx, KLumoConformResult 
 
 void KLumoConformDiscovery::serverName(KLumoConformContext &ctx, KLumoConformResult &r)
 {
-    const QString libraryPath = QDir::tempPath() + QLatin1Char('/') + KLumoPaths::localServerName();
+    const QString libraryPath = QDir::tempPath() + QLatin1Char('/') + Discovery::serverName();
     r.sent = QStringLiteral("a connection to %1, as the library makes it").arg(libraryPath);
     KLumoConformLink library;
     if (!library.connectTo(libraryPath, ctx.deadline())) {
@@ -135,7 +130,7 @@ void KLumoConformDiscovery::serverName(KLumoConformContext &ctx, KLumoConformRes
         return;
     }
     QString refused;
-    if (!samePeerUid(library.descriptor(), &refused)) {
+    if (!Discovery::isSameUser(library.descriptor(), &refused)) {
         r.fail(QStringLiteral("the library refuses this server: %1").arg(refused));
         return;
     }

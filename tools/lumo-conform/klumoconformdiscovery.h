@@ -1,5 +1,7 @@
 #pragma once
 
+#include <LumoService/Discovery>
+
 namespace ofx::lumo {
 
 class KLumoConformContext;
@@ -22,7 +24,7 @@ public:
     static void serverName(KLumoConformContext &ctx, KLumoConformResult &r);
 
 private:
-    static void held(const char *key, KLumoConformResult &r);
+    static void held(LumoService::Discovery::Lock lock, KLumoConformResult &r);
 };
 
 } // namespace ofx::lumo

@@ -1,7 +1,6 @@
 #include "klumoconformoptions.h"
 
-#include "dispatch/klumoipchandler.h"
-#include "support/klumopaths.h"
+#include <LumoService/Discovery>
 
 #include <QDir>
 
@@ -32,8 +31,8 @@ const char *KLumoConformOptions::usage()
 
 bool KLumoConformOptions::parse(const QStringList &argsIn)
 {
-    timeoutMs = lumoipc::KLumoIpcHandler::DefaultExpiryMs;
-    serverName = KLumoPaths::localServerName();
+    timeoutMs = LumoService::Discovery::clientExpiryMs();
+    serverName = LumoService::Discovery::serverName();
     for (int i = 0; i < argsIn.size(); ++i) {
         const QString &a = argsIn.at(i);
         auto value = [&](QString *out) {

@@ -4,7 +4,7 @@
 #include "klumojsonschema.h"
 #include "klumojsonvalue.h"
 
-#include "transport/klumoframe.h"
+#include <LumoService/Frame>
 
 #include <QByteArray>
 #include <QElapsedTimer>

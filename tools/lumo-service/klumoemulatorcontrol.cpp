@@ -43,7 +43,7 @@ KLumoEmulatorControl::KLumoEmulatorControl(KLumoServiceEmulator *emulator, QObje
 
 bool KLumoEmulatorControl::listen(const QString &serverName, QString *error)
 {
-    const QString name = controlName(serverName);
+    const QString name = emulatorControlName(serverName);
     QLocalServer::removeServer(name); // stale: the caller holds the service's main lock
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     if (!m_server.listen(name)) {
@@ -154,10 +154,10 @@ bool KLumoEmulatorControl::request(const QString &serverName, const KLumoJsonVal
                                    KLumoJsonValue *answer, QString *error, int timeoutMs)
 {
     QLocalSocket socket;
-    socket.connectToServer(controlName(serverName));
+    socket.connectToServer(emulatorControlName(serverName));
     if (!socket.waitForConnected(timeoutMs)) {
         *error = QStringLiteral("no emulator answers on %1 (%2)")
-                     .arg(controlName(serverName), socket.errorString());
+                     .arg(emulatorControlName(serverName), socket.errorString());
         return false;
     }
     socket.write(QByteArray::fromStdString(command.serialize() + "\n"));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "klumoemulatorcontrolname.h"
 #include "klumojsonvalue.h"
 
 #include <QLocalServer>
@@ -35,10 +36,6 @@ class KLumoEmulatorControl : public QObject
 public:
     explicit KLumoEmulatorControl(KLumoServiceEmulator *emulator, QObject *parent = nullptr);
 
-    static QString controlName(const QString &serverName)
-    {
-        return serverName + QLatin1String(".ctl");
-    }
     bool listen(const QString &serverName, QString *error);
 
     // Handles one command; public so that the command-line side and tests share it.

@@ -18,24 +18,12 @@ struct Named
     const char *what;
 };
 
-// In the order of KLumoEmulatorFaults::Fault.
+// In the order of KLumoEmulatorFaults::Fault, from the same table.
 const Named Faults[] = {
-    {"bad-magic", "replies start with \"LUMO\" instead of \"lumo\""},
-    {"wrong-seq", "replies to sequence ids of 2^31 and above lose the top bit"},
-    {"double-reply", "every reply is sent twice"},
-    {"reply-oneway", "one-way calls get an empty reply"},
-    {"notify-seq", "notifications carry the client's latest request id instead of 0"},
-    {"drop-pipelined", "frames past the 16th that one read from a client brings are dropped"},
-    {"latest-client", "replies go to the client that connected last"},
-    {"wrong-result", "methods returning a record answer with a record of another type"},
-    {"no-reply", "nothing is ever answered"},
-    {"slow", "every reply waits 2 s"},
-    {"no-main-lock", "the main lock file is not locked"},
-    {"open-socket", "the socket lets every local user connect"},
-    {"exit-on-malformed", "a malformed frame or request ends the process"},
-    {"login-unlocked", "a login does not take the login-status lock"},
+#define LUMO_FAULT(id, name, what, groups, caughtBy) {name, what},
+#include "klumoemulatorfaults.def"
+#undef LUMO_FAULT
 };
-static_assert(sizeof Faults / sizeof Faults[0] == KLumoEmulatorFaults::Count, "one name per fault");
 
 // Field ids and wire types in order: what a decoder can tell records apart by.
 std::string layout(int record)

@@ -12,7 +12,8 @@ namespace ofx::lumo {
 /**
  * Deliberate departures from the protocol, each small and named, so that a
  * conformance check can be shown to catch what it claims: `--fault NAME` (or
- * a comma-separated list, repeatable). Each is a bug a real service could
+ * a comma-separated list, repeatable). The faults are the rows of
+ * klumoemulatorfaults.def. Each is a bug a real service could
  * have, confined to the situation it belongs to (a signed sequence id shows
  * only above 2^31, a per-read parser only when calls come pipelined).
  *
@@ -21,21 +22,11 @@ namespace ofx::lumo {
 class KLumoEmulatorFaults
 {
 public:
+    // One per row of klumoemulatorfaults.def, in its order.
     enum Fault {
-        BadMagic, // replies start with "LUMO"
-        WrongSeq, // replies to ids of 2^31 and above lose the top bit
-        DoubleReply, // every reply is sent twice
-        ReplyOneway, // one-way calls get an empty reply
-        NotifySeq, // notifications go out under the client's latest request id
-        DropPipelined, // frames past the 16th of one read are dropped
-        LatestClient, // replies go to the client that connected last
-        WrongResult, // record results carry a record of another type
-        NoReply, // nothing is ever answered
-        Slow, // every reply waits SlowMs
-        NoMainLock, // the main lock is not taken
-        OpenSocket, // the socket lets every user connect
-        ExitOnMalformed, // a malformed frame ends the process
-        LoginUnlocked, // a login without the login-status lock
+#define LUMO_FAULT(id, name, what, groups, caughtBy) id,
+#include "klumoemulatorfaults.def"
+#undef LUMO_FAULT
         Count
     };
     static constexpr int SlowMs = 2000;
@@ -44,8 +35,14 @@ public:
     // Adds the faults named in the comma-separated @p list; false (with
     // @p error) on a name that is not one.
     bool add(const QString &list, QString *error);
-    bool has(Fault fault) const { return m_set.test(size_t(fault)); }
-    bool any() const { return m_set.any(); }
+    bool has(Fault fault) const
+    {
+        return m_set.test(size_t(fault));
+    }
+    bool any() const
+    {
+        return m_set.any();
+    }
     // "  NAME  what it does" lines for --help.
     static QString help();
 

@@ -3,7 +3,7 @@
 #include "klumojsonmessage.h"
 #include "klumoserviceemulator.h"
 
-#include "transport/klumoframe.h"
+#include <LumoService/Frame>
 
 namespace ofx::lumo {
 

@@ -20,6 +20,7 @@ public:
     bool openRequests(const QString &path, QString *error);
     bool openFrames(const QString &path, QString *error);
     bool logsRequests() const { return m_requests.isOpen(); }
+    bool logsFrames() const { return m_frames.isOpen(); }
 
     void request(const std::string &method, const KLumoJsonValue &args);
     void frame(bool sent, quint32 seqId, const std::string &body);

@@ -3,32 +3,36 @@
 #include "klumojsoncodec.h"
 #include "klumojsonmessage.h"
 
-#include "connection/klumolockfile.h"
-#include "support/klumopaths.h"
-#include "transport/klumoframe.h"
+#include <LumoService/Discovery>
+#include <LumoService/Frame>
 
 #include <thrift/TApplicationException.h>
 
-#include <QLocalSocket>
+#include <QFile>
 #include <QTimer>
 
 #include <cstdio>
 #include <cstring>
-#include <sys/socket.h>
-#include <sys/uio.h>
+#include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 namespace ofx::lumo {
 
 namespace {
 
-// A frame announcing more than this is treated as garbage rather than buffered.
-constexpr quint32 MaxFrame = 256u << 20;
-
 void note(const QString &text)
 {
     std::fprintf(stderr, "lumo-service: %s\n", qPrintable(text));
+}
+
+quint32 seqOf(const QByteArray &frame)
+{
+    return frame::readHeader(frame.constData()).seqId;
+}
+
+void setSeq(QByteArray &frame, quint32 seqId)
+{
+    frame::writeHeader(frame.data(), frame::readHeader(frame.constData()).bodyLength(), seqId);
 }
 
 } // namespace
@@ -36,7 +40,17 @@ void note(const QString &text)
 KLumoServiceEmulator::KLumoServiceEmulator(QObject *parent)
     : QObject(parent)
 {
-    connect(&m_server, &QLocalServer::newConnection, this, &KLumoServiceEmulator::onNewConnection);
+    m_oServer.setRawHandler(this);
+    m_oServer.setInterceptor(this);
+    connect(&m_oServer, &LumoService::Server::signal_clientConnected, this,
+            [this](ClientId client) { m_nNewest = client; });
+    connect(&m_oServer, &LumoService::Server::signal_clientDisconnected, this,
+            [this](ClientId client) {
+                m_mapLastSeq.erase(client);
+                m_mapUnanswered.erase(client); // their client left: nothing is sent
+                if (m_nNewest == client)
+                    m_nNewest = 0;
+            });
 }
 
 KLumoServiceEmulator::~KLumoServiceEmulator()
@@ -46,53 +60,39 @@ KLumoServiceEmulator::~KLumoServiceEmulator()
 
 QString KLumoServiceEmulator::defaultServerName()
 {
-    return KLumoPaths::localServerName();
+    return LumoService::Discovery::serverName();
 }
 
 bool KLumoServiceEmulator::start(const QString &serverName, QString *error)
 {
-    m_existLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::ExistKey));
-    m_mainLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::MainKey));
-    m_existLock->tryLock(); // several processes may "exist"; only the main lock excludes
-    if (!m_faults.has(KLumoEmulatorFaults::NoMainLock) && !m_mainLock->tryLock()) {
-        *error = QStringLiteral("another service holds the main lock (%1)")
-                     .arg(KLumoLockFile::path(QLatin1String(KLumoLockFile::MainKey)));
+    m_oServer.setServerName(serverName);
+    if (!m_oServer.listen(error))
         return false;
-    }
-    // Holding the main lock, any socket file left under our name is stale.
-    QLocalServer::removeServer(serverName);
-    m_server.setSocketOptions(m_faults.has(KLumoEmulatorFaults::OpenSocket)
-                                  ? QLocalServer::WorldAccessOption
-                                  : QLocalServer::UserAccessOption);
-    if (!m_server.listen(serverName)) {
-        *error = QStringLiteral("cannot listen on %1: %2").arg(serverName, m_server.errorString());
-        m_mainLock->release();
-        return false;
-    }
+    // A departure the SDK does not offer: the emulator makes it itself.
+    if (m_oFaults.has(KLumoEmulatorFaults::OpenSocket))
+        ::chmod(QFile::encodeName(m_oServer.fullServerName()).constData(), 0777);
     return true;
 }
 
 bool KLumoServiceEmulator::setRequestLog(const QString &path, QString *error)
 {
-    return m_log.openRequests(path, error);
+    return m_oLog.openRequests(path, error);
 }
 
 bool KLumoServiceEmulator::setFrameLog(const QString &path, QString *error)
 {
-    return m_log.openFrames(path, error);
+    return m_oLog.openFrames(path, error);
 }
 
 bool KLumoServiceEmulator::login(const KLumoJsonValue *profile, std::string *error)
 {
-    if (profile && !m_scenario.setProfile(*profile, error))
+    if (profile && !m_oScenario.setProfile(*profile, error))
         return false;
-    if (m_faults.has(KLumoEmulatorFaults::LoginUnlocked)) {
-        m_unlockedLogin = true;
+    if (m_oFaults.has(KLumoEmulatorFaults::LoginUnlocked)) {
+        m_bUnlockedLogin = true;
         return true;
     }
-    if (!m_loginLock)
-        m_loginLock = std::make_unique<KLumoLockFile>(QLatin1String(KLumoLockFile::LoginStatusKey));
-    if (!m_loginLock->isLocked() && !m_loginLock->tryLock()) {
+    if (!m_oServer.setLoggedIn(true)) {
         *error = "the login-status lock is held by another process";
         return false;
     }
@@ -101,14 +101,13 @@ bool KLumoServiceEmulator::login(const KLumoJsonValue *profile, std::string *err
 
 void KLumoServiceEmulator::logout()
 {
-    m_unlockedLogin = false;
-    if (m_loginLock)
-        m_loginLock->release();
+    m_bUnlockedLogin = false;
+    m_oServer.setLoggedIn(false);
 }
 
 bool KLumoServiceEmulator::isLoggedIn() const
 {
-    return m_unlockedLogin || (m_loginLock && m_loginLock->isLocked());
+    return m_bUnlockedLogin || m_oServer.isLoggedIn();
 }
 
 int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &arg,
@@ -128,173 +127,145 @@ int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &ar
         *error = e.what();
         return -1;
     }
-    int sent = 0;
-    const bool underRequestId = m_faults.has(KLumoEmulatorFaults::NotifySeq);
-    for (auto &c : m_clients) {
-        send(c.first, underRequestId ? c.second.lastSeqId : 0, body);
-        ++sent;
-    }
-    return sent;
+    m_oServer.pushMessage(LumoService::AllClients, QByteArray::fromStdString(body));
+    return clientCount();
 }
 
 int KLumoServiceEmulator::sendRaw(const QByteArray &bytes)
 {
-    for (auto &c : m_clients)
-        c.first->write(bytes);
-    return int(m_clients.size());
+    const auto clients = m_oServer.clients();
+    for (const ClientId client : clients)
+        writeRaw(client, bytes);
+    return clients.size();
 }
 
 int KLumoServiceEmulator::cutClients()
 {
     constexpr quint32 Announced = 1u << 20, Sent = 64u << 10;
-    const auto clients = m_clients;
-    for (const auto &c : clients) {
-        char header[frame::HeaderSize];
-        frame::writeHeader(header, Announced, c.second.lastSeqId);
-        c.first->write(header, sizeof header);
-        c.first->write(QByteArray(int(Sent), '\x5a'));
-        c.first->flush();
-        m_clients.erase(c.first);
-        c.first->abort();
-        c.first->deleteLater();
+    const auto clients = m_oServer.clients();
+    for (const ClientId client : clients) {
+        QByteArray start(int(frame::HeaderSize + Sent), '\x5a');
+        frame::writeHeader(start.data(), Announced, m_mapLastSeq[client]);
+        writeRaw(client, start);
+        m_oServer.disconnectClient(client);
     }
-    return int(clients.size());
+    return clients.size();
 }
 
 void KLumoServiceEmulator::setStalled(bool stalled)
 {
-    m_stalled = stalled;
-    for (auto &c : m_clients) {
-        // A tiny read buffer makes Qt stop draining the socket, so the kernel's
-        // buffers fill and the client feels it.
-        c.first->setReadBufferSize(stalled ? 1 : 0);
-        if (!stalled)
-            QTimer::singleShot(0, this, [this, s = c.first] { onReadyRead(s); });
-    }
+    setReading(!stalled);
 }
 
 void KLumoServiceEmulator::stop()
 {
-    if (m_stopped)
+    if (m_bStopped)
         return;
-    m_stopped = true;
-    m_server.close();
-    const auto clients = m_clients;
-    for (const auto &c : clients) {
-        c.first->flush();
-        c.first->abort();
-        c.first->deleteLater();
-    }
-    m_clients.clear();
-    logout();
-    if (m_mainLock)
-        m_mainLock->release();
-    if (m_existLock)
-        m_existLock->release();
+    m_bStopped = true;
+    m_bUnlockedLogin = false;
+    m_oServer.close();
     Q_EMIT stopped();
 }
 
-void KLumoServiceEmulator::onNewConnection()
+bool KLumoServiceEmulator::incoming(ClientId client, quint32 seqId, const QByteArray &body,
+                                    int index)
 {
-    while (QLocalSocket *s = m_server.nextPendingConnection()) {
-        m_clients.emplace(s, Client());
-        m_newest = s;
-        if (m_stalled)
-            s->setReadBufferSize(1);
-        connect(s, &QLocalSocket::readyRead, this, [this, s] { onReadyRead(s); });
-        connect(s, &QLocalSocket::disconnected, this, [this, s] { onDisconnected(s); });
+    m_oLog.frame(false, seqId, body.toStdString());
+    m_mapLastSeq[client] = seqId;
+    return !(m_oFaults.has(KLumoEmulatorFaults::DropPipelined)
+             && index >= KLumoEmulatorFaults::FramesPerRead);
+}
+
+void KLumoServiceEmulator::outgoing(Outgoing &out)
+{
+    const quint32 seqId = seqOf(out.frame);
+    if (seqId == 0) {
+        if (m_oFaults.has(KLumoEmulatorFaults::NotifySeq))
+            setSeq(out.frame, m_mapLastSeq[out.client]);
+    } else {
+        if (m_oFaults.has(KLumoEmulatorFaults::NoReply))
+            out.copies = 0;
+        if (m_oFaults.has(KLumoEmulatorFaults::LatestClient) && m_nNewest)
+            out.client = m_nNewest;
+        const quint32 sent = m_oFaults.replySeqId(seqId);
+        if (sent != seqId)
+            setSeq(out.frame, sent);
+        if (m_oFaults.has(KLumoEmulatorFaults::BadMagic))
+            std::memcpy(out.frame.data(), "LUMO", 4);
+        if (m_oFaults.has(KLumoEmulatorFaults::DoubleReply))
+            out.copies = 2;
+    }
+    if (m_oLog.logsFrames()) {
+        const std::string body = out.frame.mid(int(frame::HeaderSize)).toStdString();
+        for (int i = 0; i < out.copies; ++i)
+            m_oLog.frame(true, seqOf(out.frame), body);
     }
 }
 
-void KLumoServiceEmulator::onDisconnected(QLocalSocket *socket)
+void KLumoServiceEmulator::malformed(ClientId client, const QString &why)
 {
-    if (m_newest == socket)
-        m_newest = nullptr;
-    if (m_clients.erase(socket))
-        socket->deleteLater();
-}
-
-void KLumoServiceEmulator::onReadyRead(QLocalSocket *socket)
-{
-    auto it = m_clients.find(socket);
-    if (it == m_clients.end())
-        return;
-    if (m_stalled)
-        return;
-    QByteArray &buf = it->second.buffer;
-    buf += socket->readAll();
-    int pos = 0;
-    int handled = 0;
-    while (buf.size() - pos >= int(frame::HeaderSize)) {
-        const frame::Header h = frame::readHeader(buf.constData() + pos);
-        if (!h.hasMagic() || h.total < frame::HeaderSize || h.total > MaxFrame)
-            return drop(socket, QStringLiteral("malformed frame from a client"));
-        if (quint32(buf.size() - pos) < h.total)
-            break;
-        const std::string body(buf.constData() + pos + frame::HeaderSize, h.bodyLength());
-        pos += int(h.total);
-        m_log.frame(false, h.seqId, body);
-        it->second.lastSeqId = h.seqId;
-        handleFrame(socket, h.seqId, body);
-        if (!m_clients.count(socket))
-            return;
-        if (m_faults.has(KLumoEmulatorFaults::DropPipelined)
-            && ++handled == KLumoEmulatorFaults::FramesPerRead) {
-            buf.clear();
-            return;
-        }
+    if (m_oFaults.has(KLumoEmulatorFaults::ExitOnMalformed)) {
+        note(why + QStringLiteral("; exiting"));
+        ::_exit(1);
     }
-    buf.remove(0, pos);
+    note(why + QStringLiteral("; closing its connection"));
 }
 
-void KLumoServiceEmulator::handleFrame(QLocalSocket *socket, quint32 seqId, const std::string &body)
+bool KLumoServiceEmulator::takesMainLock() const
 {
-    KLumoJsonMessage::Call call;
+    return !m_oFaults.has(KLumoEmulatorFaults::NoMainLock);
+}
+
+void KLumoServiceEmulator::drop(ClientId client, const QString &why)
+{
+    malformed(client, why);
+    m_oServer.disconnectClient(client);
+}
+
+void KLumoServiceEmulator::call(const LumoService::RawCall &call,
+                                LumoService::Reply<QByteArray> reply)
+{
+    const std::string body = call.message.toStdString();
+    KLumoJsonMessage::Call decoded;
     try {
         // The arguments matter only to the request log and to the generic
         // route (whose name picks the behaviour); otherwise skip decoding them.
-        const bool generic = body.find("asynCall") != std::string::npos;
-        call = KLumoJsonMessage::decodeCall(RequestService, body, m_log.logsRequests() || generic);
+        decoded = KLumoJsonMessage::decodeCall(RequestService, body,
+                                               m_oLog.logsRequests() || call.method == "asynCall");
     } catch (const std::exception &e) {
-        return drop(socket,
+        return drop(call.client,
                     QStringLiteral("undecodable request (%1)").arg(QString::fromUtf8(e.what())));
     }
-    ++m_requests;
-    m_log.request(call.name, call.args);
-    if (m_faults.has(KLumoEmulatorFaults::NoReply))
-        return;
-    if (call.type == apache::thrift::protocol::T_ONEWAY || (call.method && call.method->oneway)) {
-        if (call.method && m_faults.has(KLumoEmulatorFaults::ReplyOneway))
-            send(socket, seqId, KLumoJsonMessage::encodeReply(*call.method, {}, call.seqId));
+    ++m_nRequests;
+    m_oLog.request(decoded.name, decoded.args);
+    if (call.oneway) {
+        // The SDK answers no one-way call: the fault writes its answer itself.
+        if (m_oFaults.has(KLumoEmulatorFaults::ReplyOneway) && decoded.method) {
+            Outgoing out {call.client,
+                          frame::make(call.seqId,
+                                      QByteArray::fromStdString(KLumoJsonMessage::encodeReply(
+                                          *decoded.method, {}, call.thriftSeqId))),
+                          1};
+            outgoing(out);
+            for (int i = 0; i < out.copies; ++i)
+                writeRaw(out.client, out.frame);
+        }
         return;
     }
-    std::string reply;
     int delayMs = 0;
-    if (!call.method) {
-        using apache::thrift::TApplicationException;
-        reply = KLumoJsonMessage::encodeException(call.name, call.seqId,
-                                                  TApplicationException::UNKNOWN_METHOD,
-                                                  "Invalid method name: '" + call.name + "'");
-    } else {
-        reply = answer(call.name, call.args, call.seqId, &delayMs);
-    }
-    if (reply.empty())
+    const std::string message = answer(decoded.name, decoded.args, call.thriftSeqId, &delayMs);
+    if (message.empty()) {
+        // No answer, on purpose: the call is kept, unanswered, while its client stays.
+        m_mapUnanswered.emplace(call.client, std::move(reply));
         return;
-    if (m_faults.has(KLumoEmulatorFaults::LatestClient) && m_newest)
-        socket = m_newest;
-    seqId = m_faults.replySeqId(seqId);
-    const int copies = m_faults.has(KLumoEmulatorFaults::DoubleReply) ? 2 : 1;
-    if (m_faults.has(KLumoEmulatorFaults::Slow))
+    }
+    if (m_oFaults.has(KLumoEmulatorFaults::Slow))
         delayMs = qMax(delayMs, KLumoEmulatorFaults::SlowMs);
-    if (delayMs <= 0) {
-        for (int i = 0; i < copies; ++i)
-            send(socket, seqId, reply);
-        return;
-    }
-    QPointer<QLocalSocket> guard(socket);
-    QTimer::singleShot(delayMs, this, [this, guard, seqId, reply, copies] {
-        for (int i = 0; guard && m_clients.count(guard.data()) && i < copies; ++i)
-            send(guard.data(), seqId, reply);
+    if (delayMs <= 0)
+        return reply.finish(QByteArray::fromStdString(message));
+    auto held = std::make_shared<LumoService::Reply<QByteArray>>(std::move(reply));
+    QTimer::singleShot(delayMs, this, [held, message] {
+        held->finish(QByteArray::fromStdString(message)); // nothing once the client left
     });
 }
 
@@ -303,12 +274,12 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
 {
     using apache::thrift::TApplicationException;
     const jsonschema::Method *m = KLumoJsonSchemaIndex::method(RequestService, method);
-    const KLumoEmulatorScenario::Behaviour *b = &m_scenario.behaviour(method);
+    const KLumoEmulatorScenario::Behaviour *b = &m_oScenario.behaviour(method);
     std::string generic;
     if (method == "asynCall") {
         if (const KLumoJsonValue *name = args.find("method"))
             generic = name->toString();
-        const KLumoEmulatorScenario::Behaviour &g = m_scenario.genericBehaviour(generic);
+        const KLumoEmulatorScenario::Behaviour &g = m_oScenario.genericBehaviour(generic);
         if (g.hasReply || g.fail || g.noReply || g.delayMs)
             b = &g;
     }
@@ -326,7 +297,7 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
         value = &b->reply;
     } else if (method == "getLoginInfo" || generic == "getLoginInfo") {
         if (isLoggedIn()) {
-            value = &m_scenario.profile();
+            value = &m_oScenario.profile();
         } else {
             built = KLumoJsonValue::object();
             built.insert("isLogined", "0");
@@ -335,7 +306,7 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
         built = KLumoJsonValue::object();
         built.insert("method", generic);
         built.insert("result", "ok");
-    } else if (m_faults.has(KLumoEmulatorFaults::WrongResult)
+    } else if (m_oFaults.has(KLumoEmulatorFaults::WrongResult)
                && jsonschema::types[m->result].kind == jsonschema::Kind::Struct) {
         return KLumoEmulatorFaults::wrongResult(*m, seqId);
     } else {
@@ -347,50 +318,6 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
         return KLumoJsonMessage::encodeException(method, seqId,
                                                  TApplicationException::INTERNAL_ERROR, e.what());
     }
-}
-
-void KLumoServiceEmulator::send(QLocalSocket *socket, quint32 seqId, const std::string &body)
-{
-    m_log.frame(true, seqId, body);
-    char header[frame::HeaderSize];
-    frame::writeHeader(header, quint32(body.size()), seqId);
-    if (seqId && m_faults.has(KLumoEmulatorFaults::BadMagic))
-        std::memcpy(header, "LUMO", 4);
-    size_t sent = 0;
-    if (socket->bytesToWrite() == 0) {
-        // Nothing queued ahead of it: straight to the kernel, without a copy
-        // into Qt's write buffer or a wait for the next pass of the event loop.
-        iovec iov[2] = {{header, sizeof header}, {const_cast<char *>(body.data()), body.size()}};
-        msghdr msg {};
-        msg.msg_iov = iov;
-        msg.msg_iovlen = 2;
-        const ssize_t n =
-            ::sendmsg(int(socket->socketDescriptor()), &msg, MSG_DONTWAIT | MSG_NOSIGNAL);
-        if (n > 0)
-            sent = size_t(n);
-    }
-    // What the kernel did not take goes through Qt, which reports any error.
-    if (sent < sizeof header) {
-        socket->write(header + sent, qint64(sizeof header - sent));
-        sent = sizeof header;
-    }
-    const size_t bodySent = sent - sizeof header;
-    if (bodySent < body.size())
-        socket->write(body.data() + bodySent, qint64(body.size() - bodySent));
-}
-
-void KLumoServiceEmulator::drop(QLocalSocket *socket, const QString &why)
-{
-    if (m_faults.has(KLumoEmulatorFaults::ExitOnMalformed)) {
-        note(why + QStringLiteral("; exiting"));
-        ::_exit(1);
-    }
-    note(why + QStringLiteral("; closing its connection"));
-    m_clients.erase(socket);
-    if (m_newest == socket)
-        m_newest = nullptr;
-    socket->abort();
-    socket->deleteLater();
 }
 
 } // namespace ofx::lumo

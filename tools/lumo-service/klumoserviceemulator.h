@@ -4,28 +4,30 @@
 #include "klumoemulatorlog.h"
 #include "klumoemulatorscenario.h"
 
-#include <QLocalServer>
+#include <LumoService/Interceptor>
+#include <LumoService/RawHandler>
+#include <LumoService/Server>
+
 #include <QObject>
-#include <QPointer>
 
 #include <map>
-#include <memory>
-
-class QLocalSocket;
 
 namespace ofx::lumo {
 
-class KLumoLockFile;
-
 /**
- * A stand-in for the cloud-service process: holds the per-user lock files as
- * the real service does, listens on the server name the library forms, answers
- * every request of KLumoServices (default results, or what the scenario says)
- * and pushes notifications of KLumoNotifyServices to every connected client.
+ * A stand-in for the cloud-service process, built on the service SDK: the
+ * SDK's server holds the lock files, listens and frames; the emulator answers
+ * every request of KLumoServices by name from its scenario (default results,
+ * or what the scenario says), pushes notifications of KLumoNotifyServices
+ * from JSON, and departs from the protocol on purpose when asked (--fault):
+ * through the SDK's interceptor, the hook meant for test doubles, or by doing
+ * the departure itself.
  *
  * Lives on the main thread of the lumo-service process; single-threaded.
  */
-class KLumoServiceEmulator : public QObject
+class KLumoServiceEmulator : public QObject,
+                             private LumoService::RawHandler,
+                             private LumoService::Interceptor
 {
     Q_OBJECT
 public:
@@ -39,15 +41,15 @@ public:
     // "_Thrift_Lumo_IPC_" + login name + uid, as the library forms it.
     static QString defaultServerName();
 
-    KLumoEmulatorScenario &scenario() { return m_scenario; }
+    KLumoEmulatorScenario &scenario() { return m_oScenario; }
     // Set before start().
-    KLumoEmulatorFaults &faults() { return m_faults; }
+    KLumoEmulatorFaults &faults() { return m_oFaults; }
 
     // Takes the exist and main locks, then listens. Fails (with @p error) when
     // another service holds the main lock or the name cannot be listened on.
     bool start(const QString &serverName, QString *error);
-    QString serverName() const { return m_server.serverName(); }
-    QString fullServerName() const { return m_server.fullServerName(); }
+    QString serverName() const { return m_oServer.serverName(); }
+    QString fullServerName() const { return m_oServer.fullServerName(); }
     // Appends every request received as a JSON line to @p path.
     bool setRequestLog(const QString &path, QString *error);
     // Appends every frame received and sent as a JSON line to @p path: what
@@ -74,8 +76,8 @@ public:
     // a peer that stops reading.
     void setStalled(bool stalled);
 
-    int clientCount() const { return int(m_clients.size()); }
-    quint64 requestCount() const { return m_requests; }
+    int clientCount() const { return m_oServer.clients().size(); }
+    quint64 requestCount() const { return m_nRequests; }
 
     // Drops every client, stops listening and releases the locks; emits stopped().
     void stop();
@@ -84,36 +86,34 @@ Q_SIGNALS:
     void stopped();
 
 private:
-    struct Client
-    {
-        QByteArray buffer;
-        quint32 lastSeqId = 0;
-    };
-    void onNewConnection();
-    void onReadyRead(QLocalSocket *socket);
-    void onDisconnected(QLocalSocket *socket);
-    void handleFrame(QLocalSocket *socket, quint32 seqId, const std::string &body);
+    using ClientId = LumoService::ClientId;
+
+    // LumoService::RawHandler: every call, answered from the scenario.
+    void call(const LumoService::RawCall &call, LumoService::Reply<QByteArray> reply) override;
+    // LumoService::Interceptor: the faults that live in frames.
+    bool incoming(ClientId client, quint32 seqId, const QByteArray &body, int index) override;
+    void outgoing(Outgoing &frame) override;
+    void malformed(ClientId client, const QString &why) override;
+    bool takesMainLock() const override;
+
     // The reply message for a call, or empty when none is to be sent.
     std::string answer(const std::string &method, const KLumoJsonValue &args, int32_t seqId,
                        int *delayMs);
-    void send(QLocalSocket *socket, quint32 seqId, const std::string &body);
     // A client broke the protocol: its connection is closed (or, under the
     // exit-on-malformed fault, the process ends).
-    void drop(QLocalSocket *socket, const QString &why);
+    void drop(ClientId client, const QString &why);
 
-    QLocalServer m_server;
-    std::map<QLocalSocket *, Client> m_clients;
-    KLumoEmulatorScenario m_scenario;
-    KLumoEmulatorFaults m_faults;
-    QLocalSocket *m_newest = nullptr; // the client that connected last
-    bool m_unlockedLogin = false; // logged in under the login-unlocked fault
-    std::unique_ptr<KLumoLockFile> m_existLock;
-    std::unique_ptr<KLumoLockFile> m_mainLock;
-    std::unique_ptr<KLumoLockFile> m_loginLock;
-    KLumoEmulatorLog m_log;
-    quint64 m_requests = 0;
-    bool m_stopped = false;
-    bool m_stalled = false;
+    LumoService::Server m_oServer;
+    KLumoEmulatorScenario m_oScenario;
+    KLumoEmulatorFaults m_oFaults;
+    KLumoEmulatorLog m_oLog;
+    std::map<ClientId, quint32> m_mapLastSeq; // each client's latest request id
+    // Calls the scenario leaves unanswered, kept while their client stays.
+    std::multimap<ClientId, LumoService::Reply<QByteArray>> m_mapUnanswered;
+    ClientId m_nNewest = 0; // the client that connected last
+    bool m_bUnlockedLogin = false; // logged in under the login-unlocked fault
+    quint64 m_nRequests = 0;
+    bool m_bStopped = false;
 };
 
 } // namespace ofx::lumo

@@ -2,7 +2,7 @@
 
 #include "klumojsonmessage.h"
 
-#include "transport/klumoframe.h"
+#include <LumoService/Frame>
 
 #include <QDateTime>
 

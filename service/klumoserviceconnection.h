@@ -1,0 +1,74 @@
+#pragma once
+
+#include "lumoserviceglobal.h"
+
+#include "transport/klumoframereader.h"
+#include "transport/klumoframewriter.h"
+
+#include <QObject>
+
+#include <atomic>
+#include <memory>
+
+class QSocketNotifier;
+
+namespace ofx::lumo {
+
+class KLumoServerCore;
+
+/**
+ * One client of the server: its descriptor, read when the kernel has bytes
+ * and split into frames by the library's frame reader; its answers written
+ * by the library's frame writer, which queues what the kernel does not take.
+ * Answers given while a read is being handled are gathered and written
+ * together once the read is done: one send for a burst of pipelined calls.
+ *
+ * Server's thread only; deleted (later) once closed.
+ */
+class KLumoServiceConnection : public QObject, private KLumoFrameReader::Sink
+{
+    Q_OBJECT
+public:
+    KLumoServiceConnection(KLumoServerCore *core, LumoService::ClientId id, int fd,
+                           quint32 maxFrame, QObject *parent);
+    ~KLumoServiceConnection() override;
+
+    LumoService::ClientId id() const { return m_nId; }
+    // True until the connection closes; shared with the replies of its calls.
+    const std::shared_ptr<std::atomic<bool>> &openFlag() const { return m_pOpen; }
+    bool isOpen() const { return m_nFd >= 0; }
+
+    // Writes @p frame after everything written before it.
+    void send(const QByteArray &frame);
+    // Stops (or resumes) reading: what the client writes then waits in the kernel.
+    void setReading(bool reading);
+    // Ends the connection, logging @p why when it is not empty; the core
+    // forgets the client. Safe inside any callback of this connection.
+    void close(const QString &why);
+
+private:
+    void onReadable();
+    void flush();
+
+    // KLumoFrameReader::Sink
+    bool awaitsReply(quint32) override { return false; }
+    KLumoFrameReader::Violation onFrame(quint32 seqId, const char *body, quint32 length) override;
+    KLumoFrameReader::Violation onStreamedReply(quint32, KLumoReplyBuffer &) override
+    {
+        return KLumoFrameReader::Violation::None;
+    }
+    void closeConnection() override;
+
+    KLumoServerCore *const m_pCore;
+    const LumoService::ClientId m_nId;
+    int m_nFd;
+    const std::shared_ptr<std::atomic<bool>> m_pOpen; // set false (here) when closed
+    QSocketNotifier *m_pReadNotifier;
+    KLumoFrameReader m_oReader;
+    KLumoFrameWriter m_oWriter;
+    bool m_bCorked = false; // a read is being handled: answers wait in m_baOut
+    int m_nFrameOfRead = 0; // the place of the next frame among those one read brought
+    QByteArray m_baOut;
+};
+
+} // namespace ofx::lumo

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "lumoserviceglobal.h"
+
+#include <QByteArray>
+
+#include <atomic>
+#include <mutex>
+
+class QObject;
+class QThread;
+
+namespace ofx::lumo {
+
+class KLumoServerCore;
+
+/**
+ * The way back to the server's thread for frames made anywhere: replies
+ * finished on worker threads, pushes. Shared by the server and every reply it
+ * hands out, so that a reply outliving the server still has something to ask.
+ *
+ * post() may be called from any thread. m_pCore and m_pContext are guarded by
+ * m_oLock; the server's thread sets them (attach) and clears them (detach)
+ * before the server goes away. m_pThread is atomic: the server's own thread
+ * reads it to take the direct way without the lock.
+ */
+class KLumoServiceOutbox
+{
+public:
+    // Server's thread: frames are written by @p core, on the thread of @p context.
+    void attach(KLumoServerCore *core, QObject *context);
+    void detach();
+
+    // Any thread: writes @p frame to @p client (AllClients: to each client),
+    // at once on the server's thread, else queued to it; nothing when the
+    // server is gone.
+    void post(LumoService::ClientId client, const QByteArray &frame);
+
+private:
+    std::mutex m_oLock;
+    KLumoServerCore *m_pCore = nullptr;
+    QObject *m_pContext = nullptr;
+    std::atomic<QThread *> m_pThread {nullptr};
+};
+
+} // namespace ofx::lumo

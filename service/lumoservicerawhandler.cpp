@@ -1,0 +1,7 @@
+#include "lumoservicerawhandler.h"
+
+namespace LumoService {
+
+RawHandler::~RawHandler() = default;
+
+} // namespace LumoService
