@@ -34,7 +34,8 @@ grep -q "login: done" "$work/service.log" || fail "the example service did not l
   if [ "$line" = "waiting for notifications" ]; then echo "messages m1 m2" >&3; fi
 done >"$work/host.out"
 for text in "login: logined=1" "createFile: cancelled=1" 'createFolder: ok=1 id=32 folderId="f-' \
-  "getLoginInfo: ok=1 isLogined=1" "remove: failed, handled (state=0)" "notifyNewMsgList: m1,m2" \
+  "getLoginInfo: ok=1 isLogined=1" "notifyNewMsgList: m1,m2" \
+  "remove: the service said \"Invalid method name: 'remove'\" (state=0)" \
   "freed object=(nil)"; do
   grep -qF "$text" "$work/host.out" || fail "the example host's output lacks \"$text\""
 done
