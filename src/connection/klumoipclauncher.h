@@ -19,12 +19,12 @@ public:
 
     void run() override;
 
-    QString arguments() const { return m_arguments; }
-    QString program() const { return m_program; }
+    QString arguments() const { return m_strArguments; }
+    QString program() const { return m_strProgram; }
 
 private:
-    const QString m_arguments;
-    const QString m_program;
+    const QString m_strArguments;
+    const QString m_strProgram;
 };
 
 } // namespace ofx::lumo

@@ -10,28 +10,28 @@ namespace ofx::lumo {
 
 KLumoIpcLoginCheck::KLumoIpcLoginCheck(Requester requester, EventSink sink, QObject *parent)
     : QObject(parent)
-    , m_requester(std::move(requester))
-    , m_sink(std::move(sink))
+    , m_fnRequester(std::move(requester))
+    , m_fnSink(std::move(sink))
 {
-    m_checkTimer.setSingleShot(true);
-    m_checkTimer.setInterval(DefaultCheckDelayMs);
-    connect(&m_checkTimer, &QTimer::timeout, this, &KLumoIpcLoginCheck::onCheckTimeout);
+    m_oCheckTimer.setSingleShot(true);
+    m_oCheckTimer.setInterval(DefaultCheckDelayMs);
+    connect(&m_oCheckTimer, &QTimer::timeout, this, &KLumoIpcLoginCheck::onCheckTimeout);
 }
 
 KLumoIpcLoginCheck::~KLumoIpcLoginCheck() = default;
 
 void KLumoIpcLoginCheck::setLogined(bool logined)
 {
-    m_logined = logined;
+    m_bLogined = logined;
     if (logined)
-        m_checkTimer.stop();
+        m_oCheckTimer.stop();
 }
 
 void KLumoIpcLoginCheck::setSocketConnected()
 {
-    m_socketConnected = true;
-    if (!m_logined)
-        m_checkTimer.start();
+    m_bSocketConnected = true;
+    if (!m_bLogined)
+        m_oCheckTimer.start();
 }
 
 bool KLumoIpcLoginCheck::checkAutoLogin()
@@ -46,27 +46,27 @@ bool KLumoIpcLoginCheck::hasStoredCredential()
 
 void KLumoIpcLoginCheck::setCheckDelay(int ms)
 {
-    m_checkTimer.setInterval(ms);
+    m_oCheckTimer.setInterval(ms);
 }
 
 void KLumoIpcLoginCheck::setServiceStarter(std::function<void()> start)
 {
-    m_serviceStarter = std::move(start);
+    m_fnServiceStarter = std::move(start);
 }
 
 void KLumoIpcLoginCheck::setClock(std::function<qint64()> secsSinceEpoch)
 {
-    m_clock = std::move(secsSinceEpoch);
+    m_fnClock = std::move(secsSinceEpoch);
 }
 
 void KLumoIpcLoginCheck::onCheckTimeout()
 {
     // Only a service configured to log in by itself is expected to be logged in by now.
-    if (m_logined || !KLumoServiceProcess::readAutoLogin())
+    if (m_bLogined || !KLumoServiceProcess::readAutoLogin())
         return;
     log::info(lcConnection(), QStringLiteral("KLumoIpcLoginCheck::onCheckTimeout getLoginInfo"));
-    if (m_requester)
-        m_requester();
+    if (m_fnRequester)
+        m_fnRequester();
 }
 
 void KLumoIpcLoginCheck::on_getLoginInfo(bool bOk, const QString &requestId,
@@ -86,8 +86,8 @@ void KLumoIpcLoginCheck::on_getLoginInfo(bool bOk, const QString &requestId,
         // No usable answer: the service is stuck; restarting it is the remedy.
         event.insert(QStringLiteral("result"), QStringLiteral("noResponse"));
         event.insert(QStringLiteral("error"), res.error());
-        const qint64 now = m_clock ? m_clock() : QDateTime::currentSecsSinceEpoch();
-        const auto outcome = KLumoServiceProcess::restartIfDue(now, m_serviceStarter);
+        const qint64 now = m_fnClock ? m_fnClock() : QDateTime::currentSecsSinceEpoch();
+        const auto outcome = KLumoServiceProcess::restartIfDue(now, m_fnServiceStarter);
         event.insert(QStringLiteral("restarted"),
                      outcome == KLumoServiceProcess::RestartOutcome::Started ? QStringLiteral("1")
                                                                              : QStringLiteral("0"));
@@ -95,8 +95,8 @@ void KLumoIpcLoginCheck::on_getLoginInfo(bool bOk, const QString &requestId,
     log::info(lcConnection(),
               QStringLiteral("KLumoIpcLoginCheck::on_getLoginInfo result=%1")
                   .arg(event.value(QStringLiteral("result"))));
-    if (m_sink)
-        m_sink(QLatin1String(EventName), event);
+    if (m_fnSink)
+        m_fnSink(QLatin1String(EventName), event);
 }
 
 } // namespace ofx::lumo

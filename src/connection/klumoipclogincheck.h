@@ -39,10 +39,10 @@ public:
 
     // First flag: the proxy's logged-in state, handed over on every change.
     void setLogined(bool logined);
-    bool isLogined() const { return m_logined; }
+    bool isLogined() const { return m_bLogined; }
     // Second flag: the socket connected while nobody was logged in; arms the check.
     void setSocketConnected();
-    bool isSocketConnected() const { return m_socketConnected; }
+    bool isSocketConnected() const { return m_bSocketConnected; }
 
     // The start policy of the service (may start it with "autologin").
     bool checkAutoLogin();
@@ -59,13 +59,13 @@ public Q_SLOTS:
 private:
     void onCheckTimeout();
 
-    bool m_logined = false;
-    bool m_socketConnected = false;
-    QTimer m_checkTimer;
-    Requester m_requester;
-    EventSink m_sink;
-    std::function<void()> m_serviceStarter;
-    std::function<qint64()> m_clock;
+    bool m_bLogined = false;
+    bool m_bSocketConnected = false;
+    QTimer m_oCheckTimer;
+    Requester m_fnRequester;
+    EventSink m_fnSink;
+    std::function<void()> m_fnServiceStarter;
+    std::function<qint64()> m_fnClock;
 };
 
 } // namespace ofx::lumo

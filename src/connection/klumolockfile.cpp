@@ -130,7 +130,7 @@ bool KLumoLockFile::isLoginStatusHeld()
 }
 
 KLumoLockFile::KLumoLockFile(const QString &key)
-    : m_path(path(key))
+    : m_strPath(path(key))
 { }
 
 KLumoLockFile::~KLumoLockFile()
@@ -140,11 +140,11 @@ KLumoLockFile::~KLumoLockFile()
 
 bool KLumoLockFile::tryLock()
 {
-    if (m_fd != -1)
+    if (m_nFd != -1)
         return true;
-    m_anotherHolds = false;
+    m_bAnotherHolds = false;
     bool foreign = false;
-    const int fd = openLockFile(m_path, O_CREAT, &foreign);
+    const int fd = openLockFile(m_strPath, O_CREAT, &foreign);
     if (foreign) {
         // Nobody of ours can hold a file we do not own, so there is nobody to
         // wait for; we go on without a lock rather than let the squatter
@@ -154,24 +154,24 @@ bool KLumoLockFile::tryLock()
     if (fd == -1) {
         // Something we must not touch sits under the name: do as if another
         // client were restarting, which is the cautious answer.
-        m_anotherHolds = true;
+        m_bAnotherHolds = true;
         return false;
     }
     struct flock fl = wholeFile(F_WRLCK);
     if (::fcntl(fd, F_OFD_SETLK, &fl) != 0) {
         ::close(fd);
-        m_anotherHolds = true;
+        m_bAnotherHolds = true;
         return false;
     }
-    m_fd = fd;
+    m_nFd = fd;
     return true;
 }
 
 void KLumoLockFile::release()
 {
-    if (m_fd != -1) {
-        ::close(m_fd);
-        m_fd = -1;
+    if (m_nFd != -1) {
+        ::close(m_nFd);
+        m_nFd = -1;
     }
 }
 

@@ -51,15 +51,15 @@ public:
     // the lock cannot be had (held elsewhere, or the file cannot be opened
     // safely) anotherHolds() becomes true.
     bool tryLock();
-    bool isLocked() const { return m_fd != -1; }
-    bool anotherHolds() const { return m_anotherHolds; }
+    bool isLocked() const { return m_nFd != -1; }
+    bool anotherHolds() const { return m_bAnotherHolds; }
     // Closes the descriptor, and with it the lock.
     void release();
 
 private:
-    QString m_path;
-    bool m_anotherHolds = false;
-    int m_fd = -1;
+    QString m_strPath;
+    bool m_bAnotherHolds = false;
+    int m_nFd = -1;
 };
 
 } // namespace ofx::lumo

@@ -7,23 +7,23 @@
 namespace ofx::lumoipc {
 
 KLumoCallQueue::KLumoCallQueue(QObject *target)
-    : m_target(target)
+    : m_pTarget(target)
 { }
 
 bool KLumoCallQueue::post(std::function<void()> call)
 {
     {
-        std::lock_guard<std::mutex> guard(m_lock);
-        m_items.push_back(std::move(call));
-        if (m_drainPosted)
+        std::lock_guard<std::mutex> guard(m_oLock);
+        m_lstItems.push_back(std::move(call));
+        if (m_bDrainPosted)
             return true; // the drain already on its way takes this one too
-        m_drainPosted = true;
+        m_bDrainPosted = true;
     }
-    if (ofx::lumo::KLumoQueuedCall::post(m_target, [this] { drain(); }))
+    if (ofx::lumo::KLumoQueuedCall::post(m_pTarget, [this] { drain(); }))
         return true;
-    std::lock_guard<std::mutex> guard(m_lock);
-    m_items.clear();
-    m_drainPosted = false;
+    std::lock_guard<std::mutex> guard(m_oLock);
+    m_lstItems.clear();
+    m_bDrainPosted = false;
     return false;
 }
 
@@ -31,10 +31,10 @@ void KLumoCallQueue::drain()
 {
     QVector<std::function<void()>> batch;
     {
-        std::lock_guard<std::mutex> guard(m_lock);
-        batch.swap(m_items);
+        std::lock_guard<std::mutex> guard(m_oLock);
+        batch.swap(m_lstItems);
         // From here on a new call needs a drain of its own, queued after this one.
-        m_drainPosted = false;
+        m_bDrainPosted = false;
     }
     for (const std::function<void()> &call : batch) {
         // Teardown: calls that have not started by now never will.

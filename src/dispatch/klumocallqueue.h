@@ -17,8 +17,8 @@ namespace ofx::lumoipc {
  * call, a view asking for a page of items) pays them once. Calls run in the
  * order they were posted.
  *
- * post(): any thread. drain(): the target's thread only. m_items and
- * m_drainPosted require m_lock, which also orders the hand-over for
+ * post(): any thread. drain(): the target's thread only. m_lstItems and
+ * m_bDrainPosted require m_oLock, which also orders the hand-over for
  * ThreadSanitizer. Must outlive the target's thread (a posted drain holds it).
  */
 class KLumoCallQueue
@@ -32,12 +32,12 @@ public:
 private:
     void drain();
 
-    QObject *const m_target;
-    std::mutex m_lock;
+    QObject *const m_pTarget;
+    std::mutex m_oLock;
     // Qt's container, not std::vector: its instantiations stay out of the
     // library's exported symbols.
-    QVector<std::function<void()>> m_items;
-    bool m_drainPosted = false;
+    QVector<std::function<void()>> m_lstItems;
+    bool m_bDrainPosted = false;
 };
 
 } // namespace ofx::lumoipc

@@ -102,51 +102,51 @@ int expiryFromEnvironment()
 
 KLumoIpcHandlerPrivate::KLumoIpcHandlerPrivate(
     std::shared_ptr<Client> client, std::shared_ptr<apache::thrift::async::TAsyncChannel> transport)
-    : m_client(std::move(client))
-    , m_transport(std::move(transport))
-    , m_results(std::make_shared<KLumoResultDelivery>())
-    , m_expiryMs(expiryFromEnvironment())
+    : m_pClient(std::move(client))
+    , m_pTransport(std::move(transport))
+    , m_pResults(std::make_shared<KLumoResultDelivery>())
+    , m_nExpiryMs(expiryFromEnvironment())
 {
     KLumoMetaTypes::registerAll();
-    m_worker.setObjectName(QStringLiteral("KLumoIpcHandler"));
-    moveToThread(&m_worker);
-    m_worker.start();
+    m_oWorker.setObjectName(QStringLiteral("KLumoIpcHandler"));
+    moveToThread(&m_oWorker);
+    m_oWorker.start();
     KLumoQueuedCall::post(this, [this] { onInitCheckExpriedTimer(); });
 }
 
 KLumoIpcHandlerPrivate::~KLumoIpcHandlerPrivate()
 {
-    m_results->pending().clear();
+    m_pResults->pending().clear();
     // Calls still queued never start: they end silently, like those in flight.
     QCoreApplication::removePostedEvents(this);
-    m_worker.requestInterruption(); // a slot that takes long may give up now
+    m_oWorker.requestInterruption(); // a slot that takes long may give up now
     // The timer belongs to the worker: once the slot running now (if any) is
     // done, stop and free it there, then let the thread end.
     KLumoQueuedCall::post(this, [this] {
         onCheckExpriedTimerAutoPolicy();
-        delete m_expiryTimer;
-        m_expiryTimer = nullptr;
+        delete m_pExpiryTimer;
+        m_pExpiryTimer = nullptr;
         tsan::release(this); // QThread::wait() below is invisible to it
-        m_worker.quit();
+        m_oWorker.quit();
     });
-    if (!m_worker.wait(5000)) {
+    if (!m_oWorker.wait(5000)) {
         ofx::lumo::log::warning(
             lcLumoIpc(), QStringLiteral("KLumoIpcHandlerPrivate: worker did not stop in time"));
-        m_worker.wait(); // a running QThread is never destroyed
+        m_oWorker.wait(); // a running QThread is never destroyed
     }
     tsan::acquire(this);
 }
 
 void KLumoIpcHandlerPrivate::setExpiryInterval(int ms)
 {
-    m_expiryMs.store(ms > 0 ? ms : KLumoIpcHandler::DefaultExpiryMs);
+    m_nExpiryMs.store(ms > 0 ? ms : KLumoIpcHandler::DefaultExpiryMs);
 }
 
 int KLumoIpcHandlerPrivate::followUpInterval() const
 {
     // Checks after the first expiry run every 2 s, or more often when the expiry
     // itself is short, so that a call ends within an eighth of the interval late.
-    return std::max(1, std::min(2000, m_expiryMs.load() / 8));
+    return std::max(1, std::min(2000, m_nExpiryMs.load() / 8));
 }
 
 void KLumoIpcHandlerPrivate::registerPending(const QString &requestId,
@@ -161,21 +161,21 @@ void KLumoIpcHandlerPrivate::registerPending(const QString &requestId,
                                  fallbackValue,
                                  fallbackType,
                                  m_eRoute == KLumoIpcHandler::Route::Typed};
-    if (m_results->pending().add(requestId, call) == 1)
+    if (m_pResults->pending().add(requestId, call) == 1)
         onCheckExpriedTimerAutoPolicy();
 }
 
 void KLumoIpcHandlerPrivate::removePending(const QString &requestId)
 {
-    m_results->pending().take(requestId);
-    if (m_results->pending().isEmpty())
+    m_pResults->pending().take(requestId);
+    if (m_pResults->pending().isEmpty())
         onCheckExpriedTimerAutoPolicy();
 }
 
 void KLumoIpcHandlerPrivate::onResultEx(const QString &requestId, LumoIpc::Status::Code code,
                                         const void *value)
 {
-    m_results->deliver(requestId, code, value);
+    m_pResults->deliver(requestId, code, value);
 }
 
 void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const void *fallback,
@@ -185,13 +185,13 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
     using Code = LumoIpc::Status::Code;
     registerPending(call.requestId, call.receiver, call.slotMethod, call.method, fallback,
                     typeName);
-    if (!m_client || !m_transport || !m_transport->good()) {
+    if (!m_pClient || !m_pTransport || !m_pTransport->good()) {
         onResultEx(call.requestId, Code::NotConnected, closedValue);
         return;
     }
 
     // The adapter: runs where the channel completes replies.
-    const std::weak_ptr<KLumoResultDelivery> weakResults = m_results;
+    const std::weak_ptr<KLumoResultDelivery> weakResults = m_pResults;
     Cob adapter = [weakResults, call, closed = closedValue, receive, destroy](Client *client) {
         const std::shared_ptr<KLumoResultDelivery> results = weakResults.lock();
         if (!results)
@@ -225,7 +225,7 @@ void KLumoIpcHandlerPrivate::start(const Call &call, const char *typeName, const
 
     t_sendingRequest = &call.requestId;
     try {
-        send(*m_client, std::move(adapter), arg);
+        send(*m_pClient, std::move(adapter), arg);
     } catch (const std::exception &e) {
         t_sendingRequest = nullptr;
         ofx::lumo::log::info(lcLumoIpc(),
@@ -304,38 +304,38 @@ LUMO_DISPATCH(lumoIpcCall, lumoIpcCall, LumoIpcArg, LumoIpcResult, "Exception on
 
 void KLumoIpcHandlerPrivate::onInitCheckExpriedTimer()
 {
-    if (m_expiryTimer)
+    if (m_pExpiryTimer)
         return;
-    m_expiryTimer = new QTimer(this);
-    m_expiryTimer->setSingleShot(true);
-    connect(m_expiryTimer, &QTimer::timeout, this, &KLumoIpcHandlerPrivate::onCheckExpiredRequest);
+    m_pExpiryTimer = new QTimer(this);
+    m_pExpiryTimer->setSingleShot(true);
+    connect(m_pExpiryTimer, &QTimer::timeout, this, &KLumoIpcHandlerPrivate::onCheckExpiredRequest);
     onCheckExpriedTimerAutoPolicy();
 }
 
 void KLumoIpcHandlerPrivate::onCheckExpriedTimerAutoPolicy()
 {
-    if (!m_expiryTimer)
+    if (!m_pExpiryTimer)
         return;
-    if (m_results->pending().isEmpty())
-        m_expiryTimer->stop();
-    else if (!m_expiryTimer->isActive())
-        m_expiryTimer->start(m_expiryMs.load());
+    if (m_pResults->pending().isEmpty())
+        m_pExpiryTimer->stop();
+    else if (!m_pExpiryTimer->isActive())
+        m_pExpiryTimer->start(m_nExpiryMs.load());
 }
 
 void KLumoIpcHandlerPrivate::onCheckExpiredRequest()
 {
-    const int expiryMs = m_expiryMs.load();
+    const int expiryMs = m_nExpiryMs.load();
     const auto expired =
-        m_results->pending().expired(QDateTime::currentMSecsSinceEpoch(), expiryMs);
+        m_pResults->pending().expired(QDateTime::currentMSecsSinceEpoch(), expiryMs);
     for (const auto &entry : expired)
         onResultEx(entry.first, LumoIpc::Status::Code::Expired, entry.second.fallbackValue);
     // Replies remove their records without waking this thread; when nothing is
     // left the sweep simply rests until the next registration starts it again.
-    const qint64 oldest = m_results->pending().oldestStartTime();
+    const qint64 oldest = m_pResults->pending().oldestStartTime();
     if (oldest < 0)
         return;
     const qint64 dueIn = oldest + expiryMs + 1 - QDateTime::currentMSecsSinceEpoch();
-    m_expiryTimer->start(int(std::clamp<qint64>(dueIn, 1, followUpInterval())));
+    m_pExpiryTimer->start(int(std::clamp<qint64>(dueIn, 1, followUpInterval())));
 }
 
 } // namespace ofx::lumoipc

@@ -30,7 +30,7 @@ struct KLumoPendingCall
  * Shared by the dispatcher's worker thread (registration, cancellation, expiry)
  * and the thread that completes replies; completion callbacks hold it weakly, so
  * a reply that arrives after the dispatcher is gone finds nothing to deliver to.
- * Every member takes m_lock (write lock to change m_calls, read lock to look).
+ * Every member takes m_oLock (write lock to change m_mapCalls, read lock to look).
  */
 class KLumoPendingCalls
 {
@@ -57,8 +57,8 @@ public:
     qint64 oldestStartTime() const;
 
 private:
-    mutable QReadWriteLock m_lock;
-    QHash<QString, KLumoPendingCall> m_calls; // requires m_lock
+    mutable QReadWriteLock m_oLock;
+    QHash<QString, KLumoPendingCall> m_mapCalls; // requires m_oLock
 };
 
 } // namespace ofx::lumoipc

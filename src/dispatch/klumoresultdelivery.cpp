@@ -12,14 +12,14 @@ void KLumoResultDelivery::deliver(const QString &requestId, Code code, const voi
     // Look-up and removal are one step: of a reply, an expiry and a cancellation
     // racing for the same call, only one may reach the receiver.
     KLumoPendingCall call;
-    if (m_pending.take(requestId, &call))
+    if (m_oPending.take(requestId, &call))
         deliver(requestId, call, LumoIpc::Status(code, requestId), value, nullptr);
 }
 
 void KLumoResultDelivery::deliver(const QString &requestId, std::shared_ptr<void> value)
 {
     KLumoPendingCall call;
-    if (!m_pending.take(requestId, &call))
+    if (!m_oPending.take(requestId, &call))
         return;
     const void *const data = value.get();
     deliver(requestId, call, LumoIpc::Status(Code::Ok, requestId), data, std::move(value));
@@ -28,14 +28,14 @@ void KLumoResultDelivery::deliver(const QString &requestId, std::shared_ptr<void
 void KLumoResultDelivery::fail(const QString &requestId, Code code, const QString &message)
 {
     KLumoPendingCall call;
-    if (m_pending.takeTyped(requestId, &call))
+    if (m_oPending.takeTyped(requestId, &call))
         deliver(requestId, call, LumoIpc::Status(code, requestId, message), call.fallbackValue,
                 nullptr);
 }
 
 void KLumoResultDelivery::connectionLost()
 {
-    for (const auto &[requestId, call] : m_pending.takeAllTyped())
+    for (const auto &[requestId, call] : m_oPending.takeAllTyped())
         deliver(requestId, call, LumoIpc::Status(Code::ConnectionLost, requestId),
                 call.fallbackValue, nullptr);
 }
@@ -58,7 +58,7 @@ void KLumoResultDelivery::deliver(const QString &requestId, const KLumoPendingCa
 
     // A slot that does not resolve is left to Qt's own look-up, which says why.
     const QByteArray slotName = call.slotMethod.toUtf8();
-    const std::weak_ptr<const char> gate = m_alive;
+    const std::weak_ptr<const char> gate = m_pAlive;
     KLumoQueuedCall::Untyped result {value, std::move(owned)};
     const bool queued = call.typed
         ? KLumoQueuedCall::invokeWhile(gate, target, slotName.constData(),

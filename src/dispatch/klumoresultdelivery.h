@@ -27,7 +27,7 @@ class KLumoResultDelivery
 public:
     using Code = LumoIpc::Status::Code;
 
-    KLumoPendingCalls &pending() { return m_pending; }
+    KLumoPendingCalls &pending() { return m_oPending; }
 
     // Ends the call with @p code and a copy of @p value: the reply, the value
     // it ends with when it could not be sent, or its fallback.
@@ -50,8 +50,8 @@ private:
     void deliver(const QString &requestId, const KLumoPendingCall &call,
                  const LumoIpc::Status &status, const void *value, std::shared_ptr<void> owned);
 
-    KLumoPendingCalls m_pending;
-    const std::shared_ptr<const char> m_alive = std::make_shared<const char>(); // the gate
+    KLumoPendingCalls m_oPending;
+    const std::shared_ptr<const char> m_pAlive = std::make_shared<const char>(); // the gate
 };
 
 } // namespace ofx::lumoipc

@@ -1,12 +1,12 @@
 #include "dispatch/krpcresponse.h"
 
 KRpcResponse::KRpcResponse(const stringMap &values)
-    : m_values(values)
+    : m_mapValues(values)
 { }
 
 QString KRpcResponse::value(const QString &key, const QString &defaultValue) const
 {
-    return m_values.value(key, defaultValue);
+    return m_mapValues.value(key, defaultValue);
 }
 
 const KRpcResponse &KRpcResponse::waitReadError()

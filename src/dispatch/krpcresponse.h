@@ -24,18 +24,18 @@ public:
     explicit KRpcResponse(const stringMap &values);
 
     /// Every entry of the reply.
-    const stringMap &values() const { return m_values; }
+    const stringMap &values() const { return m_mapValues; }
     /// The entry @p key, or @p defaultValue when the reply has none.
     QString value(const QString &key, const QString &defaultValue = QString()) const;
     /// Whether the reply has an entry @p key.
-    bool contains(const QString &key) const { return m_values.contains(key); }
+    bool contains(const QString &key) const { return m_mapValues.contains(key); }
     /// Whether the reply has no entry at all.
-    bool isEmpty() const { return m_values.isEmpty(); }
+    bool isEmpty() const { return m_mapValues.isEmpty(); }
     /// The "error" entry, empty when the reply carries none.
     QString error() const { return value(QStringLiteral("error")); }
 
     /// Whether both hold the same entries.
-    bool operator==(const KRpcResponse &other) const { return m_values == other.m_values; }
+    bool operator==(const KRpcResponse &other) const { return m_mapValues == other.m_mapValues; }
     /// Whether the entries differ.
     bool operator!=(const KRpcResponse &other) const { return !(*this == other); }
 
@@ -45,5 +45,5 @@ public:
     static const KRpcResponse &connectError();
 
 private:
-    stringMap m_values;
+    stringMap m_mapValues;
 };

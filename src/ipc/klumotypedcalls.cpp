@@ -16,16 +16,16 @@ KLumoTypedCalls *g_instance = nullptr; // host's main thread only
 }
 
 KLumoTypedCalls::KLumoTypedCalls(ofx::lumoipc::KLumoIpcHandler *dispatcher)
-    : m_dispatcher(dispatcher)
+    : m_pDispatcher(dispatcher)
 { }
 
 KLumoTypedCalls::~KLumoTypedCalls()
 {
     if (g_instance == this)
         g_instance = nullptr;
-    for (const State &state : qAsConst(m_calls))
+    for (const State &state : qAsConst(m_mapCalls))
         state->end(); // the handler goes, unrun
-    m_calls.clear();
+    m_mapCalls.clear();
 }
 
 KLumoTypedCalls *KLumoTypedCalls::instance()
@@ -47,7 +47,7 @@ KLumoTypedCalls::State KLumoTypedCalls::file(QObject *context,
     state->thread = QThread::currentThread();
     state->handler = std::move(handler);
     // Filed before the call leaves: its result may not find it missing.
-    m_calls.insert(state->requestId, state);
+    m_mapCalls.insert(state->requestId, state);
     return state;
 }
 
@@ -67,10 +67,10 @@ LumoIpc::PendingCall KLumoTypedCalls::start(const LumoIpcPrivate::Method &method
 {
     const State state = file(context, std::move(handler));
     return started(state,
-                   m_dispatcher->queueCallEx(state->requestId, QLatin1String(method.name),
-                                             QGenericArgument(method.argType, arg), this,
-                                             QLatin1String(method.resultSlot),
-                                             ofx::lumoipc::KLumoIpcHandler::Route::Typed));
+                   m_pDispatcher->queueCallEx(state->requestId, QLatin1String(method.name),
+                                              QGenericArgument(method.argType, arg), this,
+                                              QLatin1String(method.resultSlot),
+                                              ofx::lumoipc::KLumoIpcHandler::Route::Typed));
 }
 
 LumoIpc::PendingCall KLumoTypedCalls::startGeneric(const QString &method, const QStringList &params,
@@ -79,20 +79,20 @@ LumoIpc::PendingCall KLumoTypedCalls::startGeneric(const QString &method, const 
 {
     const State state = file(context, std::move(handler));
     return started(state,
-                   m_dispatcher->queueCall(state->requestId, method, params, this,
-                                           QStringLiteral("onResult_KRpcResponse"),
-                                           ofx::lumoipc::KLumoIpcHandler::Route::Typed));
+                   m_pDispatcher->queueCall(state->requestId, method, params, this,
+                                            QStringLiteral("onResult_KRpcResponse"),
+                                            ofx::lumoipc::KLumoIpcHandler::Route::Typed));
 }
 
 void KLumoTypedCalls::forget(const QString &requestId)
 {
-    m_calls.remove(requestId);
+    m_mapCalls.remove(requestId);
 }
 
 void KLumoTypedCalls::deliver(const LumoIpc::Status &status, const void *value,
                               const char *typeName)
 {
-    const State state = m_calls.take(status.requestId());
+    const State state = m_mapCalls.take(status.requestId());
     if (!state)
         return; // cancelled
     QObject *const context = state->context.data();
@@ -113,7 +113,7 @@ void KLumoTypedCalls::deliver(const LumoIpc::Status &status, const void *value,
         state->end();
         return;
     }
-    KLumoQueuedCall::post(context, [state, status, copy, alive = std::weak_ptr(m_alive)] {
+    KLumoQueuedCall::post(context, [state, status, copy, alive = std::weak_ptr(m_pAlive)] {
         if (alive.expired())
             return; // the library has gone
         if (const std::unique_ptr<ResultHandler> handler = state->end())

@@ -19,7 +19,7 @@ using apache::thrift::transport::TTransport;
 
 KLumoNotifyActualProcessor::KLumoNotifyActualProcessor(
     std::shared_ptr<KLumoNotifyServicesCobSvIf> handler)
-    : m_spProcessor(std::make_shared<TAsyncProtocolProcessor>(
+    : m_pProcessor(std::make_shared<TAsyncProtocolProcessor>(
         std::make_shared<KLumoNotifyServicesAsyncProcessor>(std::move(handler)),
         std::make_shared<TCompactProtocolFactoryT<TTransport>>(frame::MaxStringBytes,
                                                                frame::MaxContainerElements)))
@@ -31,7 +31,7 @@ void KLumoNotifyActualProcessor::onNotified(std::shared_ptr<TMemoryBuffer> buffe
 {
     auto output = std::make_shared<TMemoryBuffer>(1024);
     try {
-        m_spProcessor->process(
+        m_pProcessor->process(
             [output](bool healthy) {
                 // Oneway methods never write a reply; anything in the output is the
                 // exception the processor wrote for a method it does not know.

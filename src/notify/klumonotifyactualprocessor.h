@@ -26,7 +26,7 @@ public:
     void onNotified(std::shared_ptr<apache::thrift::transport::TMemoryBuffer> buffer) override;
 
 private:
-    std::shared_ptr<apache::thrift::async::TAsyncProtocolProcessor> m_spProcessor;
+    std::shared_ptr<apache::thrift::async::TAsyncProtocolProcessor> m_pProcessor;
 };
 
 } // namespace ofx::lumo

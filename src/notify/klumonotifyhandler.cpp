@@ -134,8 +134,8 @@ void act(QObject *to, Carrier carrier, int value,
 } // namespace
 
 KLumoNotifyHandler::KLumoNotifyHandler(QObject *target, QObject *pushTarget)
-    : m_target(target)
-    , m_pushTarget(pushTarget ? pushTarget : target)
+    : m_pTarget(target)
+    , m_pPushTarget(pushTarget ? pushTarget : target)
 {
     KLumoMetaTypes::registerAll();
 }
@@ -144,7 +144,7 @@ KLumoNotifyHandler::~KLumoNotifyHandler() = default;
 
 QObject *KLumoNotifyHandler::receiver(bool push) const
 {
-    return push ? m_pushTarget.data() : m_target.data();
+    return push ? m_pPushTarget.data() : m_pTarget.data();
 }
 
 // The table's Forward and Convert rows: one queued invocation, then done.

@@ -43,8 +43,8 @@ public:
 private:
     QObject *receiver(bool push) const;
 
-    QPointer<QObject> m_target;
-    QPointer<QObject> m_pushTarget;
+    QPointer<QObject> m_pTarget;
+    QPointer<QObject> m_pPushTarget;
 };
 
 } // namespace ofx::lumo

@@ -22,24 +22,25 @@ KLocalPushMsgDispatch::KLocalPushMsgDispatch(QObject *parent)
     const auto member = [this](void (Self::*fn)(const Message &)) {
         return [this, fn](const Message &msg) { (this->*fn)(msg); };
     };
-    m_actions.insert(QStringLiteral("push_test"), member(&Self::onPushTest));
-    m_actions.insert(QStringLiteral("loginCance"), notify(QStringLiteral("logincancel")));
-    m_actions.insert(QStringLiteral("online"), notify(QStringLiteral("online")));
-    m_actions.insert(QStringLiteral("offline"), notify(QStringLiteral("offline")));
-    m_actions.insert(QStringLiteral("roamingChange"), member(&Self::onRoamingChange));
-    m_actions.insert(QStringLiteral("notifyOpenFileRoaming"),
-                     notify(QStringLiteral("notifyOpenFileRoaming")));
-    m_actions.insert(QStringLiteral("vipinfoChange"), member(&Self::onVipInfoChange));
-    m_actions.insert(QStringLiteral("broadcast"), member(&Self::onBroadcast));
-    m_actions.insert(QStringLiteral("broadcastEx"), member(&Self::onBroadcastEx));
-    m_actions.insert(QStringLiteral("loginChange"), notify(QStringLiteral("loginChange")));
-    m_actions.insert(QStringLiteral("autologinFail"), notify(QStringLiteral("autoLoginFail")));
-    m_actions.insert(QStringLiteral("bindingAccountResult"), member(&Self::onBindingAccountResult));
-    m_actions.insert(QStringLiteral("roamingTagChange"),
-                     notify(QStringLiteral("roamingTagChange")));
-    m_actions.insert(QStringLiteral("importFileChange"),
-                     notify(QStringLiteral("importFileChange")));
-    m_actions.insert(QStringLiteral("thumbnailChange"), member(&Self::onThumbnailChange));
+    m_mapActions.insert(QStringLiteral("push_test"), member(&Self::onPushTest));
+    m_mapActions.insert(QStringLiteral("loginCance"), notify(QStringLiteral("logincancel")));
+    m_mapActions.insert(QStringLiteral("online"), notify(QStringLiteral("online")));
+    m_mapActions.insert(QStringLiteral("offline"), notify(QStringLiteral("offline")));
+    m_mapActions.insert(QStringLiteral("roamingChange"), member(&Self::onRoamingChange));
+    m_mapActions.insert(QStringLiteral("notifyOpenFileRoaming"),
+                        notify(QStringLiteral("notifyOpenFileRoaming")));
+    m_mapActions.insert(QStringLiteral("vipinfoChange"), member(&Self::onVipInfoChange));
+    m_mapActions.insert(QStringLiteral("broadcast"), member(&Self::onBroadcast));
+    m_mapActions.insert(QStringLiteral("broadcastEx"), member(&Self::onBroadcastEx));
+    m_mapActions.insert(QStringLiteral("loginChange"), notify(QStringLiteral("loginChange")));
+    m_mapActions.insert(QStringLiteral("autologinFail"), notify(QStringLiteral("autoLoginFail")));
+    m_mapActions.insert(QStringLiteral("bindingAccountResult"),
+                        member(&Self::onBindingAccountResult));
+    m_mapActions.insert(QStringLiteral("roamingTagChange"),
+                        notify(QStringLiteral("roamingTagChange")));
+    m_mapActions.insert(QStringLiteral("importFileChange"),
+                        notify(QStringLiteral("importFileChange")));
+    m_mapActions.insert(QStringLiteral("thumbnailChange"), member(&Self::onThumbnailChange));
 }
 
 KLocalPushMsgDispatch::~KLocalPushMsgDispatch() = default;
@@ -95,8 +96,8 @@ QString KLocalPushMsgDispatch::Message::serialise() const
 void KLocalPushMsgDispatch::on_newMessage(const QByteArray &msg)
 {
     const Message parsed = parse(msg);
-    const auto action = m_actions.constFind(parsed.act);
-    if (action == m_actions.constEnd()) {
+    const auto action = m_mapActions.constFind(parsed.act);
+    if (action == m_mapActions.constEnd()) {
         log::info(lcPush(),
                   QStringLiteral("KLocalPushMsgDispatch::on_newMessage unhandled act=%1")
                       .arg(parsed.act));

@@ -12,7 +12,7 @@
 namespace ofx::lumo {
 
 KFileVersionInfo::KFileVersionInfo(const QString &filePath)
-    : m_filePath(filePath)
+    : m_strFilePath(filePath)
 {
     const QFileInfo info(filePath);
     if (!info.exists())
@@ -21,7 +21,7 @@ KFileVersionInfo::KFileVersionInfo(const QString &filePath)
     static const QRegularExpression soVersion(QStringLiteral("\\.so\\.(\\d+(?:\\.\\d+)*)$"));
     const QRegularExpressionMatch m = soVersion.match(name);
     if (m.hasMatch())
-        m_version = QVersionNumber::fromString(m.captured(1));
+        m_oVersion = QVersionNumber::fromString(m.captured(1));
 }
 
 QVersionNumber KFileVersionInfo::libraryVersion()

@@ -15,9 +15,9 @@ class KFileVersionInfo
 public:
     explicit KFileVersionInfo(const QString &filePath);
 
-    bool isValid() const { return !m_version.isNull(); }
-    QVersionNumber version() const { return m_version; }
-    QString filePath() const { return m_filePath; }
+    bool isValid() const { return !m_oVersion.isNull(); }
+    QVersionNumber version() const { return m_oVersion; }
+    QString filePath() const { return m_strFilePath; }
 
     // The version this library was built as.
     static QVersionNumber libraryVersion();
@@ -26,8 +26,8 @@ public:
     static QString libraryPath();
 
 private:
-    QString m_filePath;
-    QVersionNumber m_version;
+    QString m_strFilePath;
+    QVersionNumber m_oVersion;
 };
 
 } // namespace ofx::lumo

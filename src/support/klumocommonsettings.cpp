@@ -8,22 +8,22 @@ const QString RestartTimeKey = QStringLiteral("RestartLumoTime");
 } // namespace
 
 KLumoCommonSettings::KLumoCommonSettings()
-    : m_settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Nordvale"),
-                 QStringLiteral("lumoipc"))
+    : m_oSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Nordvale"),
+                  QStringLiteral("lumoipc"))
 {
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0) // Qt 6 reads and writes INI files as UTF-8
-    m_settings.setIniCodec("UTF-8");
+    m_oSettings.setIniCodec("UTF-8");
 #endif
 }
 
 QString KLumoCommonSettings::fileName()
 {
-    return KLumoCommonSettings().m_settings.fileName();
+    return KLumoCommonSettings().m_oSettings.fileName();
 }
 
 bool KLumoCommonSettings::restartTurnOn() const
 {
-    return m_settings.value(RestartTurnOnKey, true).toBool();
+    return m_oSettings.value(RestartTurnOnKey, true).toBool();
 }
 
 void KLumoCommonSettings::setRestartTurnOn(bool on)
@@ -34,7 +34,7 @@ void KLumoCommonSettings::setRestartTurnOn(bool on)
 qint64 KLumoCommonSettings::restartTime() const
 {
     bool ok = false;
-    const qint64 t = m_settings.value(RestartTimeKey, 0).toLongLong(&ok);
+    const qint64 t = m_oSettings.value(RestartTimeKey, 0).toLongLong(&ok);
     return ok ? t : 0;
 }
 
@@ -45,13 +45,13 @@ void KLumoCommonSettings::setRestartTime(qint64 secsSinceEpoch)
 
 QVariant KLumoCommonSettings::value(const QString &key, const QVariant &defaultValue) const
 {
-    return m_settings.value(key, defaultValue);
+    return m_oSettings.value(key, defaultValue);
 }
 
 void KLumoCommonSettings::setValue(const QString &key, const QVariant &value)
 {
-    m_settings.setValue(key, value);
-    m_settings.sync();
+    m_oSettings.setValue(key, value);
+    m_oSettings.sync();
 }
 
 } // namespace ofx::lumo

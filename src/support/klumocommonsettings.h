@@ -29,12 +29,12 @@ public:
 
     QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const;
     void setValue(const QString &key, const QVariant &value);
-    QSettings &settings() { return m_settings; }
+    QSettings &settings() { return m_oSettings; }
 
     static QString fileName();
 
 private:
-    mutable QSettings m_settings;
+    mutable QSettings m_oSettings;
 };
 
 } // namespace ofx::lumo

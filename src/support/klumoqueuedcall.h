@@ -152,12 +152,12 @@ private:
     {
     public:
         explicit HandOver(Fn fn)
-            : m_fn(std::move(fn))
+            : m_fnCall(std::move(fn))
         {
             tsan::release(this);
         }
         HandOver(HandOver &&other)
-            : m_fn(std::move(other.m_fn))
+            : m_fnCall(std::move(other.m_fnCall))
         {
             tsan::release(this);
         }
@@ -166,12 +166,12 @@ private:
         void operator()()
         {
             tsan::acquire(this);
-            m_fn();
+            m_fnCall();
             tsan::release(this);
         }
 
     private:
-        Fn m_fn;
+        Fn m_fnCall;
     };
 
     // Untyped values become copies before anything is moved, so that a copy

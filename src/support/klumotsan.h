@@ -45,24 +45,24 @@ template<bool Write> class Locker
 {
 public:
     explicit Locker(QReadWriteLock *lock)
-        : m_lock(lock)
+        : m_pLock(lock)
     {
         if (Write)
-            m_lock->lockForWrite();
+            m_pLock->lockForWrite();
         else
-            m_lock->lockForRead();
-        acquire(m_lock);
+            m_pLock->lockForRead();
+        acquire(m_pLock);
     }
     ~Locker()
     {
-        release(m_lock);
-        m_lock->unlock();
+        release(m_pLock);
+        m_pLock->unlock();
     }
     Locker(const Locker &) = delete;
     Locker &operator=(const Locker &) = delete;
 
 private:
-    QReadWriteLock *const m_lock;
+    QReadWriteLock *const m_pLock;
 };
 using ReadLocker = Locker<false>;
 using WriteLocker = Locker<true>;

@@ -73,7 +73,7 @@ public:
     // the staging buffer, or into the body of a streamed reply.
     char *recvSpace(quint32 hint, quint32 *room);
     void onRecvCommitted(quint32 len);
-    bool expectsMore() const { return m_direct.active || m_buffer.size() > 0; }
+    bool expectsMore() const { return m_oDirect.active || m_oBuffer.size() > 0; }
     // A chunk the socket read into memory of its own.
     void append(const char *data, quint32 len);
     // Forgets the stream: the bytes staged and any reply being streamed.
@@ -81,7 +81,7 @@ public:
 
     // Bodies of replies at least this long are read straight into a buffer of
     // their own, handed over whole, instead of being staged and copied.
-    void setDirectThreshold(quint32 bytes) { m_directThreshold = bytes; }
+    void setDirectThreshold(quint32 bytes) { m_nDirectThreshold = bytes; }
     // A frame whose header claims more than @p bytes in total is a violation,
     // found before its body is buffered. No limit by default.
     void setMaxFrameSize(quint32 bytes) { m_nMaxFrame = bytes; }
@@ -94,10 +94,10 @@ public:
     Violation lastViolation() const { return m_eLastViolation; }
 
     // Measurements.
-    quint32 capacity() const { return m_buffer.capacity(); }
-    quint64 bytesReceived() const { return m_received; }
+    quint32 capacity() const { return m_oBuffer.capacity(); }
+    quint64 bytesReceived() const { return m_nReceived; }
     // Reads into memory, plus the copies and moves made after them.
-    quint64 bytesCopied() const { return m_copied + m_buffer.bytesMoved(); }
+    quint64 bytesCopied() const { return m_nCopied + m_oBuffer.bytesMoved(); }
 
 private:
     void parse();
@@ -106,17 +106,17 @@ private:
     void startDirect(const frame::Header &h);
     void finishDirect();
 
-    Sink *const m_sink;
-    QObject *const m_lifetime;
-    KLumoRecvBuffer m_buffer;
-    quint64 m_generation = 0; // bumped by every reset, so a loop notices one made under it
-    bool m_parsing = false;
-    quint32 m_directThreshold = DefaultDirectThreshold;
+    Sink *const m_pSink;
+    QObject *const m_pLifetime;
+    KLumoRecvBuffer m_oBuffer;
+    quint64 m_nGeneration = 0; // bumped by every reset, so a loop notices one made under it
+    bool m_bParsing = false;
+    quint32 m_nDirectThreshold = DefaultDirectThreshold;
     quint32 m_nMaxFrame = 0xffffffffu;
     Violation m_eLastViolation = Violation::None;
     bool m_bCaptured = true;
-    quint64 m_received = 0;
-    quint64 m_copied = 0;
+    quint64 m_nReceived = 0;
+    quint64 m_nCopied = 0;
     // A large reply being read straight into its own buffer.
     struct Direct
     {
@@ -126,9 +126,9 @@ private:
         quint32 remaining = 0;
         quint32 length = 0;
         frame::Header header {}; // as received, for the capture
-    } m_direct;
+    } m_oDirect;
     // The memory of the last large reply, for the next one.
-    std::unique_ptr<KLumoReplyBuffer> m_spare;
+    std::unique_ptr<KLumoReplyBuffer> m_pSpare;
 };
 
 } // namespace ofx::lumo

@@ -44,7 +44,7 @@ KLumoFrameWriter::KLumoFrameWriter(QObject *parent)
 
 KLumoFrameWriter::~KLumoFrameWriter()
 {
-    std::lock_guard<std::mutex> guard(m_lock);
+    std::lock_guard<std::mutex> guard(m_oLock);
     closeLocked();
 }
 
@@ -56,81 +56,81 @@ bool KLumoFrameWriter::attach(qintptr fd)
     const int own = ::fcntl(int(fd), F_DUPFD_CLOEXEC, 0);
     if (own < 0)
         return false;
-    m_notifier = new QSocketNotifier(own, QSocketNotifier::Write, this);
-    m_notifier->setEnabled(false);
-    connect(m_notifier, &QSocketNotifier::activated, this, &KLumoFrameWriter::drain);
-    std::lock_guard<std::mutex> guard(m_lock);
-    m_fd = own;
+    m_pNotifier = new QSocketNotifier(own, QSocketNotifier::Write, this);
+    m_pNotifier->setEnabled(false);
+    connect(m_pNotifier, &QSocketNotifier::activated, this, &KLumoFrameWriter::drain);
+    std::lock_guard<std::mutex> guard(m_oLock);
+    m_nFd = own;
     return true;
 }
 
 void KLumoFrameWriter::detach()
 {
     // The notifier must go before the descriptor it watches is closed.
-    delete m_notifier;
-    m_notifier = nullptr;
-    std::lock_guard<std::mutex> guard(m_lock);
+    delete m_pNotifier;
+    m_pNotifier = nullptr;
+    std::lock_guard<std::mutex> guard(m_oLock);
     closeLocked();
 }
 
 void KLumoFrameWriter::closeLocked()
 {
-    if (m_fd >= 0)
-        ::close(m_fd);
-    m_fd = -1;
-    m_pending.clear();
-    m_pendingOffset = 0;
+    if (m_nFd >= 0)
+        ::close(m_nFd);
+    m_nFd = -1;
+    m_lstPending.clear();
+    m_nPendingOffset = 0;
     m_nPendingBytes = 0;
 }
 
 bool KLumoFrameWriter::isAttached() const
 {
-    std::lock_guard<std::mutex> guard(m_lock);
-    return m_fd >= 0;
+    std::lock_guard<std::mutex> guard(m_oLock);
+    return m_nFd >= 0;
 }
 
 qint64 KLumoFrameWriter::pendingBytes() const
 {
-    std::lock_guard<std::mutex> guard(m_lock);
-    return m_nPendingBytes - m_pendingOffset;
+    std::lock_guard<std::mutex> guard(m_oLock);
+    return m_nPendingBytes - m_nPendingOffset;
 }
 
 bool KLumoFrameWriter::write(const QByteArray &frame)
 {
     const qint64 total = frame.size();
-    if (m_pieceObserver) {
+    if (m_fnPieceObserver) {
         for (qint64 off = 0; off < total; off += PieceSize)
-            m_pieceObserver(quint32(qMin<qint64>(PieceSize, total - off)));
+            m_fnPieceObserver(quint32(qMin<qint64>(PieceSize, total - off)));
     }
     // Recorded before the first byte leaves, so the capture never shows the
-    // answer ahead of its request; and outside m_lock, which the capture's
+    // answer ahead of its request; and outside m_oLock, which the capture's
     // one log line must not be written under.
     if (m_bCaptured && KLumoCaptureWriter::isActive())
         KLumoCaptureWriter::record(capture::Outbound, frame.constData(), quint32(total));
     bool needArm = false;
     {
-        std::lock_guard<std::mutex> guard(m_lock);
-        if (m_fd < 0)
+        std::lock_guard<std::mutex> guard(m_oLock);
+        if (m_nFd < 0)
             return false;
-        if (!m_pending.empty()) {
+        if (!m_lstPending.empty()) {
             // Earlier bytes are still waiting: keep the order.
-            m_pending.push_back(frame);
+            m_lstPending.push_back(frame);
             m_nPendingBytes += total;
             return true;
         }
         for (qint64 off = 0; off < total; off += PieceSize) {
             const qint64 piece = qMin<qint64>(PieceSize, total - off);
             qint64 sent = 0;
-            const SendResult r = sendSome(m_fd, frame.constData() + off, piece, &sent);
+            const SendResult r = sendSome(m_nFd, frame.constData() + off, piece, &sent);
             if (r == SendResult::Complete)
                 continue;
             if (r == SendResult::Failed)
                 return false;
-            m_pending.push_back(frame);
+            m_lstPending.push_back(frame);
             m_nPendingBytes += total;
-            m_pendingOffset = off + sent;
-            needArm = !m_armPosted;
-            m_armPosted = true;
+            m_nPendingOffset = off + sent;
+            needArm = !m_bArmPosted;
+            m_bArmPosted = true;
             break;
         }
     }
@@ -148,12 +148,12 @@ void KLumoFrameWriter::arm()
 {
     bool enable;
     {
-        std::lock_guard<std::mutex> guard(m_lock);
-        m_armPosted = false;
-        enable = !m_pending.empty();
+        std::lock_guard<std::mutex> guard(m_oLock);
+        m_bArmPosted = false;
+        enable = !m_lstPending.empty();
     }
-    if (enable && m_notifier)
-        m_notifier->setEnabled(true);
+    if (enable && m_pNotifier)
+        m_pNotifier->setEnabled(true);
 }
 
 void KLumoFrameWriter::drain()
@@ -161,31 +161,32 @@ void KLumoFrameWriter::drain()
     bool failed = false;
     bool done = false;
     {
-        std::lock_guard<std::mutex> guard(m_lock);
-        while (m_fd >= 0 && !m_pending.empty()) {
-            const QByteArray &front = m_pending.front();
-            const qint64 piece = qMin<qint64>(PieceSize, front.size() - m_pendingOffset);
+        std::lock_guard<std::mutex> guard(m_oLock);
+        while (m_nFd >= 0 && !m_lstPending.empty()) {
+            const QByteArray &front = m_lstPending.front();
+            const qint64 piece = qMin<qint64>(PieceSize, front.size() - m_nPendingOffset);
             qint64 sent = 0;
-            const SendResult r = sendSome(m_fd, front.constData() + m_pendingOffset, piece, &sent);
-            m_pendingOffset += sent;
+            const SendResult r =
+                sendSome(m_nFd, front.constData() + m_nPendingOffset, piece, &sent);
+            m_nPendingOffset += sent;
             if (r == SendResult::Failed) {
                 failed = true;
                 break;
             }
-            if (m_pendingOffset == front.size()) {
+            if (m_nPendingOffset == front.size()) {
                 m_nPendingBytes -= front.size();
-                m_pending.pop_front();
-                m_pendingOffset = 0;
+                m_lstPending.pop_front();
+                m_nPendingOffset = 0;
             }
             if (r == SendResult::Partial)
                 break;
         }
-        done = m_pending.empty();
+        done = m_lstPending.empty();
     }
-    if ((done || failed) && m_notifier)
-        m_notifier->setEnabled(false);
-    if (failed && m_drainError)
-        m_drainError();
+    if ((done || failed) && m_pNotifier)
+        m_pNotifier->setEnabled(false);
+    if (failed && m_fnDrainError)
+        m_fnDrainError();
 }
 
 } // namespace ofx::lumo

@@ -19,8 +19,8 @@ namespace ofx::lumo {
  * writable. No thread ever blocks on a peer that stops reading.
  *
  * Lives on the owner thread: attach(), detach() and the notifier run there.
- * m_fd, m_pending, m_pendingOffset, m_nPendingBytes and m_armPosted are
- * guarded by m_lock.
+ * m_nFd, m_lstPending, m_nPendingOffset, m_nPendingBytes and m_bArmPosted are
+ * guarded by m_oLock.
  * The descriptor is a duplicate owned by the writer, so it stays valid until
  * detach() however the socket underneath is torn down.
  */
@@ -46,11 +46,14 @@ public:
     // frame is then not (completely) on the wire.
     bool write(const QByteArray &frame);
 
-    void setPieceObserver(PieceObserver observer) { m_pieceObserver = std::move(observer); }
+    void setPieceObserver(PieceObserver observer) { m_fnPieceObserver = std::move(observer); }
     // Whether frames are recorded while a capture runs; set before any write.
     void setCaptured(bool captured) { m_bCaptured = captured; }
     // Called on the owner thread when queued bytes could not be written.
-    void setDrainErrorHandler(std::function<void()> handler) { m_drainError = std::move(handler); }
+    void setDrainErrorHandler(std::function<void()> handler)
+    {
+        m_fnDrainError = std::move(handler);
+    }
 
     // Bytes waiting for the descriptor to become writable; any thread.
     qint64 pendingBytes() const;
@@ -58,18 +61,18 @@ public:
 private:
     void arm();
     void drain();
-    void closeLocked(); // must be called with m_lock held
+    void closeLocked(); // must be called with m_oLock held
 
-    mutable std::mutex m_lock;
-    int m_fd = -1;
-    std::deque<QByteArray> m_pending;
-    qint64 m_pendingOffset = 0;
-    qint64 m_nPendingBytes = 0; // the bytes of m_pending, so that asking costs nothing
-    bool m_armPosted = false;
-    QSocketNotifier *m_notifier = nullptr; // owner thread only
-    PieceObserver m_pieceObserver;
+    mutable std::mutex m_oLock;
+    int m_nFd = -1;
+    std::deque<QByteArray> m_lstPending;
+    qint64 m_nPendingOffset = 0;
+    qint64 m_nPendingBytes = 0; // the bytes of m_lstPending, so that asking costs nothing
+    bool m_bArmPosted = false;
+    QSocketNotifier *m_pNotifier = nullptr; // owner thread only
+    PieceObserver m_fnPieceObserver;
     bool m_bCaptured = true;
-    std::function<void()> m_drainError;
+    std::function<void()> m_fnDrainError;
 };
 
 } // namespace ofx::lumo

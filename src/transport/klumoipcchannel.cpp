@@ -262,7 +262,7 @@ KLumoIpcChannelPrivate::Stats KLumoIpcChannelPrivate::stats() const
 
 KLumoIpcChannel::KLumoIpcChannel(QObject *owner, std::shared_ptr<KLumoNotifyProcessor> processor)
     : d(new KLumoIpcChannelPrivate(this))
-    , m_owner(owner)
+    , m_pOwner(owner)
 {
     d->notifyProcessor = processor;
     d->writer.setDrainErrorHandler([this] {
@@ -351,8 +351,8 @@ void KLumoIpcChannel::onConnected()
         return;
     }
     d->syncState();
-    if (m_owner)
-        QMetaObject::invokeMethod(m_owner, "on_notifyConnected", Qt::QueuedConnection);
+    if (m_pOwner)
+        QMetaObject::invokeMethod(m_pOwner, "on_notifyConnected", Qt::QueuedConnection);
 }
 
 void KLumoIpcChannel::onDisconnected()
@@ -361,8 +361,8 @@ void KLumoIpcChannel::onDisconnected()
     d->writer.detach();
     d->reset();
     d->syncState();
-    if (m_owner)
-        QMetaObject::invokeMethod(m_owner, "on_notifyDisconnected", Qt::QueuedConnection);
+    if (m_pOwner)
+        QMetaObject::invokeMethod(m_pOwner, "on_notifyDisconnected", Qt::QueuedConnection);
 }
 
 // The socket hands its error over as a number; these are the ones the channel

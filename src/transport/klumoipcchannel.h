@@ -89,7 +89,7 @@ public:
 private:
     friend class KLumoIpcChannelPrivate;
     std::unique_ptr<KLumoIpcChannelPrivate> const d;
-    QObject *m_owner;
+    QObject *m_pOwner;
 };
 
 } // namespace ofx::lumo

@@ -6,54 +6,54 @@
 namespace ofx::lumo {
 
 KLumoRecvBuffer::KLumoRecvBuffer()
-    : m_data(static_cast<char *>(std::calloc(InitialCapacity, 1)))
-    , m_capacity(m_data ? InitialCapacity : 0)
+    : m_pData(static_cast<char *>(std::calloc(InitialCapacity, 1)))
+    , m_nCapacity(m_pData ? InitialCapacity : 0)
 { }
 
 KLumoRecvBuffer::~KLumoRecvBuffer()
 {
-    std::free(m_data);
+    std::free(m_pData);
 }
 
 char *KLumoRecvBuffer::reserve(quint32 want, quint32 *room)
 {
     *room = 0;
-    if (m_begin == m_end)
-        m_begin = m_end = 0;
-    if (m_capacity - m_end < want && m_begin > 0) {
+    if (m_nBegin == m_nEnd)
+        m_nBegin = m_nEnd = 0;
+    if (m_nCapacity - m_nEnd < want && m_nBegin > 0) {
         const quint32 used = size();
-        std::memmove(m_data, m_data + m_begin, used);
-        m_moved += used;
-        m_begin = 0;
-        m_end = used;
+        std::memmove(m_pData, m_pData + m_nBegin, used);
+        m_nMoved += used;
+        m_nBegin = 0;
+        m_nEnd = used;
     }
-    if (m_capacity - m_end < want) {
+    if (m_nCapacity - m_nEnd < want) {
         // The next multiple of the granularity above what is needed, but at
         // least double, so a long run of appends costs amortised O(1) each.
-        const quint64 needed = quint64(m_end) + want;
+        const quint64 needed = quint64(m_nEnd) + want;
         quint64 cap = (needed + Granularity) / Granularity * Granularity;
-        if (cap < quint64(m_capacity) * 2)
-            cap = quint64(m_capacity) * 2;
+        if (cap < quint64(m_nCapacity) * 2)
+            cap = quint64(m_nCapacity) * 2;
         if (cap > 0xFFFFF000u)
             cap = 0xFFFFF000u;
         if (cap < needed)
             return nullptr;
         // realloc moves large blocks by remapping pages, not by copying them.
-        char *grown = static_cast<char *>(std::realloc(m_data, size_t(cap)));
+        char *grown = static_cast<char *>(std::realloc(m_pData, size_t(cap)));
         if (!grown)
             return nullptr;
-        m_data = grown;
-        m_capacity = quint32(cap);
+        m_pData = grown;
+        m_nCapacity = quint32(cap);
     }
-    *room = m_capacity - m_end;
-    return m_data + m_end;
+    *room = m_nCapacity - m_nEnd;
+    return m_pData + m_nEnd;
 }
 
 void KLumoRecvBuffer::consume(quint32 len)
 {
-    m_begin += len;
-    if (m_begin >= m_end)
-        m_begin = m_end = 0;
+    m_nBegin += len;
+    if (m_nBegin >= m_nEnd)
+        m_nBegin = m_nEnd = 0;
 }
 
 } // namespace ofx::lumo

@@ -22,26 +22,26 @@ public:
     KLumoRecvBuffer(const KLumoRecvBuffer &) = delete;
     KLumoRecvBuffer &operator=(const KLumoRecvBuffer &) = delete;
 
-    const char *data() const { return m_data + m_begin; }
-    quint32 size() const { return m_end - m_begin; }
-    quint32 capacity() const { return m_capacity; }
+    const char *data() const { return m_pData + m_nBegin; }
+    quint32 size() const { return m_nEnd - m_nBegin; }
+    quint32 capacity() const { return m_nCapacity; }
 
     // Room for at least @p want more bytes at the end; null if memory ran out.
     char *reserve(quint32 want, quint32 *room);
-    void commit(quint32 len) { m_end += len; }
+    void commit(quint32 len) { m_nEnd += len; }
     void consume(quint32 len);
     // Drops the contents, keeps the memory.
-    void clear() { m_begin = m_end = 0; }
+    void clear() { m_nBegin = m_nEnd = 0; }
 
     // Bytes moved inside the buffer (compaction and growth), for measurements.
-    quint64 bytesMoved() const { return m_moved; }
+    quint64 bytesMoved() const { return m_nMoved; }
 
 private:
-    char *m_data;
-    quint32 m_capacity;
-    quint32 m_begin = 0;
-    quint32 m_end = 0;
-    quint64 m_moved = 0;
+    char *m_pData;
+    quint32 m_nCapacity;
+    quint32 m_nBegin = 0;
+    quint32 m_nEnd = 0;
+    quint64 m_nMoved = 0;
 };
 
 } // namespace ofx::lumo

@@ -13,7 +13,7 @@ class KxLocalSocketBase : public IKxLocalSocket, public IKxLocalSocketNotify
 {
 public:
     explicit KxLocalSocketBase(IKxLocalSocketNotify *sink = nullptr)
-        : m_sink(sink)
+        : m_pSink(sink)
     { }
 
     void onConnected() override;
@@ -22,11 +22,11 @@ public:
     void onStateChanged(int state) override;
     void onRecvData(const char *data, unsigned int len) override;
 
-    IKxLocalSocketNotify *sink() const { return m_sink; }
-    void setSink(IKxLocalSocketNotify *sink) { m_sink = sink; }
+    IKxLocalSocketNotify *sink() const { return m_pSink; }
+    void setSink(IKxLocalSocketNotify *sink) { m_pSink = sink; }
 
 private:
-    IKxLocalSocketNotify *m_sink;
+    IKxLocalSocketNotify *m_pSink;
 };
 
 } // namespace ofx::lumo

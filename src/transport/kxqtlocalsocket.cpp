@@ -26,77 +26,77 @@ using namespace ofx::lumo;
 
 KxQtLocalSocket::KxQtLocalSocket(IKxLocalSocketNotify *sink)
     : KxLocalSocketBase(sink)
-    , m_socket(new QLocalSocket)
+    , m_pSocket(new QLocalSocket)
 {
     // Qt reads ahead into a buffer of its own before it says readyRead; kept
     // small, most of a large reply goes from the kernel straight into the
     // frame reader's memory instead of being copied twice (readInto()).
-    m_socket->setReadBufferSize(64 * 1024);
+    m_pSocket->setReadBufferSize(64 * 1024);
 }
 
 KxQtLocalSocket::~KxQtLocalSocket()
 {
     setSink(nullptr);
-    QObject::disconnect(m_socket, nullptr, this, nullptr);
+    QObject::disconnect(m_pSocket, nullptr, this, nullptr);
     // Deleting a QLocalSocket from inside one of its own signals would pull the
     // object from under Qt's emitting code; defer it in that case too.
-    if (m_socket->isOpen() || t_slotDepth > 0)
-        m_socket->deleteLater();
+    if (m_pSocket->isOpen() || t_slotDepth > 0)
+        m_pSocket->deleteLater();
     else
-        delete m_socket;
+        delete m_pSocket;
 }
 
 void KxQtLocalSocket::connectToServer(const wchar_t *name, int openMode)
 {
-    m_socket->connectToServer(QString::fromWCharArray(name), QIODevice::OpenMode(openMode));
+    m_pSocket->connectToServer(QString::fromWCharArray(name), QIODevice::OpenMode(openMode));
 }
 
 void KxQtLocalSocket::disconnectFromServer()
 {
-    m_socket->disconnectFromServer();
+    m_pSocket->disconnectFromServer();
 }
 
 void KxQtLocalSocket::init()
 {
-    connect(m_socket, SIGNAL(readyRead()), this, SLOT(slotOnReadyRead()));
-    connect(m_socket, SIGNAL(connected()), this, SLOT(slotOnConnected()));
-    connect(m_socket, SIGNAL(disconnected()), this, SLOT(slotOnDisconnected()));
+    connect(m_pSocket, SIGNAL(readyRead()), this, SLOT(slotOnReadyRead()));
+    connect(m_pSocket, SIGNAL(connected()), this, SLOT(slotOnConnected()));
+    connect(m_pSocket, SIGNAL(disconnected()), this, SLOT(slotOnDisconnected()));
     // Qt 5.15 emits both error() and errorOccurred(); Qt 6 only the latter.
-    connect(m_socket, SIGNAL(errorOccurred(QLocalSocket::LocalSocketError)), this,
+    connect(m_pSocket, SIGNAL(errorOccurred(QLocalSocket::LocalSocketError)), this,
             SLOT(slotOnError(QLocalSocket::LocalSocketError)));
-    connect(m_socket, SIGNAL(stateChanged(QLocalSocket::LocalSocketState)), this,
+    connect(m_pSocket, SIGNAL(stateChanged(QLocalSocket::LocalSocketState)), this,
             SLOT(slotOnStateChanged(QLocalSocket::LocalSocketState)));
 }
 
 void KxQtLocalSocket::close()
 {
-    m_socket->close();
-    QObject::disconnect(m_socket, nullptr, nullptr, nullptr);
+    m_pSocket->close();
+    QObject::disconnect(m_pSocket, nullptr, nullptr, nullptr);
 }
 
 int KxQtLocalSocket::state()
 {
-    return int(m_socket->state());
+    return int(m_pSocket->state());
 }
 
 bool KxQtLocalSocket::flush()
 {
-    return m_socket->flush();
+    return m_pSocket->flush();
 }
 
 qint64 KxQtLocalSocket::write(const char *data, unsigned int len)
 {
-    return m_socket->write(data, qint64(len));
+    return m_pSocket->write(data, qint64(len));
 }
 
 bool KxQtLocalSocket::waitForBytesWritten()
 {
-    return m_socket->waitForBytesWritten(30000);
+    return m_pSocket->waitForBytesWritten(30000);
 }
 
 qintptr KxQtLocalSocket::socketDescriptor() const
 {
-    return m_socket->state() == QLocalSocket::ConnectedState ? m_socket->socketDescriptor() : -1;
+    return m_pSocket->state() == QLocalSocket::ConnectedState ? m_pSocket->socketDescriptor() : -1;
 }
 
 void KxQtLocalSocket::slotOnReadyRead()
@@ -106,7 +106,7 @@ void KxQtLocalSocket::slotOnReadyRead()
         readInto(target);
         return;
     }
-    const QByteArray all = m_socket->readAll();
+    const QByteArray all = m_pSocket->readAll();
     if (!all.isEmpty())
         onRecvData(all.constData(), unsigned(all.size()));
 }
@@ -115,25 +115,26 @@ void KxQtLocalSocket::readInto(IKxLocalSocketRecvBuffer *target)
 {
     QPointer<KxQtLocalSocket> self(this);
     // First what Qt has already buffered, in as few pieces as the sink allows.
-    for (qint64 avail = m_socket->bytesAvailable(); avail > 0; avail = m_socket->bytesAvailable()) {
+    for (qint64 avail = m_pSocket->bytesAvailable(); avail > 0;
+         avail = m_pSocket->bytesAvailable()) {
         quint32 room = 0;
         char *dst = target->recvSpace(quint32(qMin<qint64>(avail, 0x7fffffff)), &room);
         if (!dst || room == 0)
             return;
-        const qint64 n = m_socket->read(dst, qMin<qint64>(avail, room));
+        const qint64 n = m_pSocket->read(dst, qMin<qint64>(avail, room));
         if (n <= 0)
             return;
-        m_readThroughQt += quint64(n);
+        m_nReadThroughQt += quint64(n);
         target->onRecvCommitted(quint32(n));
         if (!self || sink() != dynamic_cast<IKxLocalSocketNotify *>(target))
             return;
     }
-    if (!target->expectsMore() || m_socket->state() != QLocalSocket::ConnectedState)
+    if (!target->expectsMore() || m_pSocket->state() != QLocalSocket::ConnectedState)
         return;
     // Then whatever the kernel holds, without Qt's intermediate buffer. End of
     // stream and errors are left in the kernel for Qt's own notifier to report.
     // Bounded per notification so one huge reply cannot starve the event loop.
-    const int fd = int(m_socket->socketDescriptor());
+    const int fd = int(m_pSocket->socketDescriptor());
     constexpr quint32 Step = 1024 * 1024;
     constexpr quint64 Budget = 32 * 1024 * 1024;
     for (quint64 taken = 0; fd >= 0 && taken < Budget;) {
@@ -148,7 +149,7 @@ void KxQtLocalSocket::readInto(IKxLocalSocketRecvBuffer *target)
             return;
         taken += quint64(n);
         target->onRecvCommitted(quint32(n));
-        if (!self || m_socket->state() != QLocalSocket::ConnectedState
+        if (!self || m_pSocket->state() != QLocalSocket::ConnectedState
             || sink() != dynamic_cast<IKxLocalSocketNotify *>(target) || !target->expectsMore())
             return;
     }

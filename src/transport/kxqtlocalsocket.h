@@ -38,7 +38,7 @@ public:
 
     // Bytes that went through Qt's socket buffer before reaching the sink
     // (measurement only).
-    quint64 bytesReadThroughQt() const { return m_readThroughQt; }
+    quint64 bytesReadThroughQt() const { return m_nReadThroughQt; }
 
 public Q_SLOTS:
     void close() override;
@@ -53,8 +53,8 @@ private Q_SLOTS:
 private:
     void readInto(ofx::lumo::IKxLocalSocketRecvBuffer *target);
 
-    QLocalSocket *m_socket;
-    quint64 m_readThroughQt = 0;
+    QLocalSocket *m_pSocket;
+    quint64 m_nReadThroughQt = 0;
 };
 
 namespace ofx::lumo {

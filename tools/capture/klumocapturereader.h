@@ -53,10 +53,10 @@ public:
     // short or no section header was seen.
     bool finish();
 
-    QString error() const { return m_error; }
+    QString error() const { return m_strError; }
     // Of the current section.
-    const QVector<Interface> &interfaces() const { return m_interfaces; }
-    QString application() const { return m_application; }
+    const QVector<Interface> &interfaces() const { return m_lstInterfaces; }
+    QString application() const { return m_strApplication; }
 
 private:
     quint16 u16(int at) const;
@@ -69,15 +69,15 @@ private:
     // @p take(code, valueAt, length) for each. False when one overruns the block.
     template<class F> bool readOptions(int at, int end, F take);
 
-    QByteArray m_buffer;
-    int m_pos = 0; // start of the next block in m_buffer
-    qint64 m_base = 0; // file offset of m_buffer's first byte
-    bool m_swap = false;
-    bool m_failed = false;
-    int m_section = -1;
-    QVector<Interface> m_interfaces;
-    QString m_application;
-    QString m_error;
+    QByteArray m_baBuffer;
+    int m_nPos = 0; // start of the next block in m_baBuffer
+    qint64 m_nBase = 0; // file offset of m_baBuffer's first byte
+    bool m_bSwap = false;
+    bool m_bFailed = false;
+    int m_nSection = -1;
+    QVector<Interface> m_lstInterfaces;
+    QString m_strApplication;
+    QString m_strError;
 };
 
 } // namespace ofx::lumo

@@ -4,7 +4,7 @@ namespace ofx::lumo {
 
 KLumoCtlArgument::KLumoCtlArgument(const char *serviceMethod, const char *typeName,
                                    const KLumoJsonValue &json)
-    : m_typeName(typeName)
+    : m_pTypeName(typeName)
 {
     const jsonschema::Method *m = KLumoJsonSchemaIndex::method("KLumoServices", serviceMethod);
     if (!m || m->argCount != 1)
@@ -13,12 +13,12 @@ KLumoCtlArgument::KLumoCtlArgument(const char *serviceMethod, const char *typeNa
 
     const int record = KLumoJsonSchemaIndex::recordOfType(field.type);
     if (record >= 0) {
-        m_ops = KLumoJsonSchemaIndex::recordOps(record);
-        m_data = m_ops->create();
+        m_pOps = KLumoJsonSchemaIndex::recordOps(record);
+        m_pData = m_pOps->create();
         try {
-            KLumoJsonCodec::fromJson(*m_ops, m_data, json, field.name);
+            KLumoJsonCodec::fromJson(*m_pOps, m_pData, json, field.name);
         } catch (...) {
-            m_ops->destroy(m_data);
+            m_pOps->destroy(m_pData);
             throw;
         }
         return;
@@ -27,18 +27,18 @@ KLumoCtlArgument::KLumoCtlArgument(const char *serviceMethod, const char *typeNa
     KLumoJsonCodec::check(field.type, json, field.name);
     switch (jsonschema::types[field.type].kind) {
     case jsonschema::Kind::String:
-        m_string = json.toString();
-        m_data = &m_string;
+        m_strString = json.toString();
+        m_pData = &m_strString;
         break;
     case jsonschema::Kind::List:
         for (const KLumoJsonValue &e : json.elements())
-            m_list.push_back(e.toString());
-        m_data = &m_list;
+            m_lstList.push_back(e.toString());
+        m_pData = &m_lstList;
         break;
     case jsonschema::Kind::Map:
         for (const auto &e : json.members())
-            m_map[e.first] = e.second.toString();
-        m_data = &m_map;
+            m_mapMap[e.first] = e.second.toString();
+        m_pData = &m_mapMap;
         break;
     default:
         throw KLumoJsonError(field.name,
@@ -50,16 +50,16 @@ KLumoCtlArgument::KLumoCtlArgument(const char *serviceMethod, const char *typeNa
 QVariant KLumoCtlArgument::toVariant() const
 {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
-    return QVariant(QMetaType::fromName(m_typeName), m_data);
+    return QVariant(QMetaType::fromName(m_pTypeName), m_pData);
 #else
-    return QVariant(QMetaType::type(m_typeName), m_data);
+    return QVariant(QMetaType::type(m_pTypeName), m_pData);
 #endif
 }
 
 KLumoCtlArgument::~KLumoCtlArgument()
 {
-    if (m_ops)
-        m_ops->destroy(m_data);
+    if (m_pOps)
+        m_pOps->destroy(m_pData);
 }
 
 } // namespace ofx::lumo

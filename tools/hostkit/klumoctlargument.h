@@ -27,18 +27,18 @@ public:
     KLumoCtlArgument(const KLumoCtlArgument &) = delete;
     KLumoCtlArgument &operator=(const KLumoCtlArgument &) = delete;
 
-    QGenericArgument argument() const { return QGenericArgument(m_typeName, m_data); }
+    QGenericArgument argument() const { return QGenericArgument(m_pTypeName, m_pData); }
     // A copy, as LumoIpc::dynamicCall() takes it; invalid while the library,
     // which registers the types, is not initialised.
     QVariant toVariant() const;
 
 private:
-    const char *m_typeName;
-    const jsonschema::RecordOps *m_ops = nullptr;
-    void *m_data = nullptr;
-    std::string m_string;
-    std::vector<std::string> m_list;
-    std::map<std::string, std::string> m_map;
+    const char *m_pTypeName;
+    const jsonschema::RecordOps *m_pOps = nullptr;
+    void *m_pData = nullptr;
+    std::string m_strString;
+    std::vector<std::string> m_lstList;
+    std::map<std::string, std::string> m_mapMap;
 };
 
 } // namespace ofx::lumo

@@ -40,7 +40,7 @@ KLumoJsonValue recordToJson(const char *typeName, const void *data)
 } // namespace
 
 KLumoCtlMonitor::KLumoCtlMonitor(QObject *source, Sink sink, const QStringList &only)
-    : m_sink(std::move(sink))
+    : m_fnSink(std::move(sink))
 {
     const QMetaObject *mo = source->metaObject();
     const int first = QObject::staticMetaObject.methodCount();
@@ -50,9 +50,9 @@ KLumoCtlMonitor::KLumoCtlMonitor(QObject *source, Sink sink, const QStringList &
             continue;
         if (!only.isEmpty() && !only.contains(QString::fromLatin1(m.name())))
             continue;
-        if (QMetaObject::connect(source, i, this, first + int(m_signals.size()),
+        if (QMetaObject::connect(source, i, this, first + int(m_lstSignals.size()),
                                  Qt::DirectConnection))
-            m_signals.push_back(m);
+            m_lstSignals.push_back(m);
     }
 }
 
@@ -126,8 +126,8 @@ int KLumoCtlMonitor::qt_metacall(QMetaObject::Call call, int id, void **args)
     id = QObject::qt_metacall(call, id, args);
     if (id < 0 || call != QMetaObject::InvokeMetaMethod)
         return id;
-    if (id < int(m_signals.size())) {
-        const QMetaMethod &m = m_signals[size_t(id)];
+    if (id < int(m_lstSignals.size())) {
+        const QMetaMethod &m = m_lstSignals[size_t(id)];
         KLumoJsonValue event = KLumoJsonValue::object();
         event.insert("signal", m.name().toStdString());
         KLumoJsonValue list = KLumoJsonValue::array();
@@ -135,9 +135,9 @@ int KLumoCtlMonitor::qt_metacall(QMetaObject::Call call, int id, void **args)
             list.append(argumentToJson(m.parameterType(i), m.parameterTypes().at(i).constData(),
                                        args[i + 1]));
         event.insert("args", std::move(list));
-        m_sink(event);
+        m_fnSink(event);
     }
-    return id - int(m_signals.size());
+    return id - int(m_lstSignals.size());
 }
 
 } // namespace ofx::lumo

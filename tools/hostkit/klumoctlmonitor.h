@@ -26,7 +26,7 @@ public:
     // Watches every signal of @p source, or only those named in @p only.
     KLumoCtlMonitor(QObject *source, Sink sink, const QStringList &only = {});
 
-    int signalCount() const { return int(m_signals.size()); }
+    int signalCount() const { return int(m_lstSignals.size()); }
     // Every signal of @p source declared past QObject's own.
     static QStringList signalNames(const QObject *source);
     // One argument of a signal as JSON; unknown types give {"unsupported": name}.
@@ -35,8 +35,8 @@ public:
     int qt_metacall(QMetaObject::Call call, int id, void **args) override;
 
 private:
-    Sink m_sink;
-    std::vector<QMetaMethod> m_signals;
+    Sink m_fnSink;
+    std::vector<QMetaMethod> m_lstSignals;
 };
 
 } // namespace ofx::lumo

@@ -11,12 +11,12 @@ class KLumoJsonError : public std::runtime_error
 public:
     KLumoJsonError(const std::string &path, const std::string &message)
         : std::runtime_error(path.empty() ? message : path + ": " + message)
-        , m_path(path)
+        , m_strPath(path)
     { }
-    const std::string &path() const { return m_path; }
+    const std::string &path() const { return m_strPath; }
 
 private:
-    std::string m_path;
+    std::string m_strPath;
 };
 
 } // namespace ofx::lumo

@@ -29,43 +29,44 @@ void appendUtf8(std::string &s, unsigned cp)
 } // namespace
 
 KLumoJsonParser::KLumoJsonParser(const std::string &text)
-    : m_p(text.data())
-    , m_begin(text.data())
-    , m_end(text.data() + text.size())
+    : m_pCursor(text.data())
+    , m_pBegin(text.data())
+    , m_pEnd(text.data() + text.size())
 { }
 
 bool KLumoJsonParser::parseDocument(KLumoJsonValue &out)
 {
     skipSpace();
-    if (m_positions)
-        mark(size_t(m_p - m_begin));
+    if (m_pPositions)
+        mark(size_t(m_pCursor - m_pBegin));
     if (!parseValue(out, 0))
         return false;
     skipSpace();
-    if (m_p != m_end)
+    if (m_pCursor != m_pEnd)
         return fail("unexpected text after the value");
     return true;
 }
 
 bool KLumoJsonParser::fail(const char *what)
 {
-    if (m_error.empty())
-        m_error = std::string(what) + " at offset " + std::to_string(m_p - m_begin);
+    if (m_strError.empty())
+        m_strError = std::string(what) + " at offset " + std::to_string(m_pCursor - m_pBegin);
     return false;
 }
 
 void KLumoJsonParser::skipSpace()
 {
-    while (m_p < m_end && (*m_p == ' ' || *m_p == '\t' || *m_p == '\n' || *m_p == '\r'))
-        ++m_p;
+    while (m_pCursor < m_pEnd
+           && (*m_pCursor == ' ' || *m_pCursor == '\t' || *m_pCursor == '\n' || *m_pCursor == '\r'))
+        ++m_pCursor;
 }
 
 bool KLumoJsonParser::literal(const char *word)
 {
     const size_t n = std::strlen(word);
-    if (size_t(m_end - m_p) < n || std::memcmp(m_p, word, n) != 0)
+    if (size_t(m_pEnd - m_pCursor) < n || std::memcmp(m_pCursor, word, n) != 0)
         return fail("invalid literal");
-    m_p += n;
+    m_pCursor += n;
     return true;
 }
 
@@ -73,9 +74,9 @@ bool KLumoJsonParser::parseValue(KLumoJsonValue &out, int depth)
 {
     if (depth > MaxDepth)
         return fail("nesting too deep");
-    if (m_p == m_end)
+    if (m_pCursor == m_pEnd)
         return fail("unexpected end of text");
-    switch (*m_p) {
+    switch (*m_pCursor) {
     case '{':
         return parseObject(out, depth);
     case '[':
@@ -104,42 +105,42 @@ bool KLumoJsonParser::parseValue(KLumoJsonValue &out, int depth)
 bool KLumoJsonParser::parseObject(KLumoJsonValue &out, int depth)
 {
     out = KLumoJsonValue::object();
-    ++m_p;
+    ++m_pCursor;
     skipSpace();
-    if (m_p < m_end && *m_p == '}') {
-        ++m_p;
+    if (m_pCursor < m_pEnd && *m_pCursor == '}') {
+        ++m_pCursor;
         return true;
     }
     for (;;) {
         skipSpace();
-        if (m_p == m_end || *m_p != '"')
+        if (m_pCursor == m_pEnd || *m_pCursor != '"')
             return fail("expected a string key");
-        const size_t keyAt = size_t(m_p - m_begin);
+        const size_t keyAt = size_t(m_pCursor - m_pBegin);
         std::string key;
         if (!parseString(key))
             return false;
-        const size_t pathLength = m_path.size();
-        if (m_positions) {
-            m_path += (m_path.empty() ? "" : ".") + key; // as the codec spells paths
+        const size_t pathLength = m_strPath.size();
+        if (m_pPositions) {
+            m_strPath += (m_strPath.empty() ? "" : ".") + key; // as the codec spells paths
             mark(keyAt);
         }
         skipSpace();
-        if (m_p == m_end || *m_p != ':')
+        if (m_pCursor == m_pEnd || *m_pCursor != ':')
             return fail("expected ':'");
-        ++m_p;
+        ++m_pCursor;
         skipSpace();
         KLumoJsonValue v;
         if (!parseValue(v, depth + 1))
             return false;
-        m_path.resize(pathLength);
+        m_strPath.resize(pathLength);
         out.insert(std::move(key), std::move(v));
         skipSpace();
-        if (m_p < m_end && *m_p == ',') {
-            ++m_p;
+        if (m_pCursor < m_pEnd && *m_pCursor == ',') {
+            ++m_pCursor;
             continue;
         }
-        if (m_p < m_end && *m_p == '}') {
-            ++m_p;
+        if (m_pCursor < m_pEnd && *m_pCursor == '}') {
+            ++m_pCursor;
             return true;
         }
         return fail("expected ',' or '}'");
@@ -149,31 +150,31 @@ bool KLumoJsonParser::parseObject(KLumoJsonValue &out, int depth)
 bool KLumoJsonParser::parseArray(KLumoJsonValue &out, int depth)
 {
     out = KLumoJsonValue::array();
-    ++m_p;
+    ++m_pCursor;
     skipSpace();
-    if (m_p < m_end && *m_p == ']') {
-        ++m_p;
+    if (m_pCursor < m_pEnd && *m_pCursor == ']') {
+        ++m_pCursor;
         return true;
     }
     for (;;) {
         skipSpace();
-        const size_t pathLength = m_path.size();
-        if (m_positions) {
-            m_path += "[" + std::to_string(out.size()) + "]";
-            mark(size_t(m_p - m_begin));
+        const size_t pathLength = m_strPath.size();
+        if (m_pPositions) {
+            m_strPath += "[" + std::to_string(out.size()) + "]";
+            mark(size_t(m_pCursor - m_pBegin));
         }
         KLumoJsonValue v;
         if (!parseValue(v, depth + 1))
             return false;
-        m_path.resize(pathLength);
+        m_strPath.resize(pathLength);
         out.append(std::move(v));
         skipSpace();
-        if (m_p < m_end && *m_p == ',') {
-            ++m_p;
+        if (m_pCursor < m_pEnd && *m_pCursor == ',') {
+            ++m_pCursor;
             continue;
         }
-        if (m_p < m_end && *m_p == ']') {
-            ++m_p;
+        if (m_pCursor < m_pEnd && *m_pCursor == ']') {
+            ++m_pCursor;
             return true;
         }
         return fail("expected ',' or ']'");
@@ -182,11 +183,11 @@ bool KLumoJsonParser::parseArray(KLumoJsonValue &out, int depth)
 
 bool KLumoJsonParser::hex4(unsigned &cp)
 {
-    if (m_end - m_p < 4)
+    if (m_pEnd - m_pCursor < 4)
         return fail("truncated \\u escape");
     cp = 0;
-    for (int i = 0; i < 4; ++i, ++m_p) {
-        const char c = *m_p;
+    for (int i = 0; i < 4; ++i, ++m_pCursor) {
+        const char c = *m_pCursor;
         cp <<= 4;
         if (c >= '0' && c <= '9')
             cp |= unsigned(c - '0');
@@ -202,24 +203,24 @@ bool KLumoJsonParser::hex4(unsigned &cp)
 
 bool KLumoJsonParser::parseString(std::string &s)
 {
-    ++m_p; // opening quote
+    ++m_pCursor; // opening quote
     for (;;) {
-        const char *run = m_p;
-        while (m_p < m_end && *m_p != '"' && *m_p != '\\'
-               && static_cast<unsigned char>(*m_p) >= 0x20)
-            ++m_p;
-        s.append(run, m_p);
-        if (m_p == m_end)
+        const char *run = m_pCursor;
+        while (m_pCursor < m_pEnd && *m_pCursor != '"' && *m_pCursor != '\\'
+               && static_cast<unsigned char>(*m_pCursor) >= 0x20)
+            ++m_pCursor;
+        s.append(run, m_pCursor);
+        if (m_pCursor == m_pEnd)
             return fail("unterminated string");
-        if (*m_p == '"') {
-            ++m_p;
+        if (*m_pCursor == '"') {
+            ++m_pCursor;
             return true;
         }
-        if (*m_p != '\\')
+        if (*m_pCursor != '\\')
             return fail("control character in string");
-        if (++m_p == m_end)
+        if (++m_pCursor == m_pEnd)
             return fail("unterminated string");
-        const char c = *m_p++;
+        const char c = *m_pCursor++;
         switch (c) {
         case '"':
         case '\\':
@@ -247,9 +248,9 @@ bool KLumoJsonParser::parseString(std::string &s)
                 return false;
             if (cp >= 0xD800 && cp < 0xDC00) {
                 unsigned lo = 0;
-                if (m_end - m_p < 6 || m_p[0] != '\\' || m_p[1] != 'u')
+                if (m_pEnd - m_pCursor < 6 || m_pCursor[0] != '\\' || m_pCursor[1] != 'u')
                     return fail("unpaired surrogate");
-                m_p += 2;
+                m_pCursor += 2;
                 if (!hex4(lo))
                     return false;
                 if (lo < 0xDC00 || lo > 0xDFFF)
@@ -262,7 +263,7 @@ bool KLumoJsonParser::parseString(std::string &s)
             break;
         }
         default:
-            --m_p;
+            --m_pCursor;
             return fail("invalid escape");
         }
     }
@@ -270,48 +271,48 @@ bool KLumoJsonParser::parseString(std::string &s)
 
 bool KLumoJsonParser::parseNumber(KLumoJsonValue &out)
 {
-    const char *start = m_p;
-    if (m_p < m_end && *m_p == '-')
-        ++m_p;
-    if (m_p == m_end || !(*m_p >= '0' && *m_p <= '9'))
+    const char *start = m_pCursor;
+    if (m_pCursor < m_pEnd && *m_pCursor == '-')
+        ++m_pCursor;
+    if (m_pCursor == m_pEnd || !(*m_pCursor >= '0' && *m_pCursor <= '9'))
         return fail("invalid value");
-    if (*m_p == '0' && m_p + 1 < m_end && m_p[1] >= '0' && m_p[1] <= '9')
+    if (*m_pCursor == '0' && m_pCursor + 1 < m_pEnd && m_pCursor[1] >= '0' && m_pCursor[1] <= '9')
         return fail("leading zero");
-    while (m_p < m_end && *m_p >= '0' && *m_p <= '9')
-        ++m_p;
+    while (m_pCursor < m_pEnd && *m_pCursor >= '0' && *m_pCursor <= '9')
+        ++m_pCursor;
     bool isDouble = false;
-    if (m_p < m_end && *m_p == '.') {
+    if (m_pCursor < m_pEnd && *m_pCursor == '.') {
         isDouble = true;
-        ++m_p;
-        if (m_p == m_end || !(*m_p >= '0' && *m_p <= '9'))
+        ++m_pCursor;
+        if (m_pCursor == m_pEnd || !(*m_pCursor >= '0' && *m_pCursor <= '9'))
             return fail("digit expected after '.'");
-        while (m_p < m_end && *m_p >= '0' && *m_p <= '9')
-            ++m_p;
+        while (m_pCursor < m_pEnd && *m_pCursor >= '0' && *m_pCursor <= '9')
+            ++m_pCursor;
     }
-    if (m_p < m_end && (*m_p == 'e' || *m_p == 'E')) {
+    if (m_pCursor < m_pEnd && (*m_pCursor == 'e' || *m_pCursor == 'E')) {
         isDouble = true;
-        ++m_p;
-        if (m_p < m_end && (*m_p == '+' || *m_p == '-'))
-            ++m_p;
-        if (m_p == m_end || !(*m_p >= '0' && *m_p <= '9'))
+        ++m_pCursor;
+        if (m_pCursor < m_pEnd && (*m_pCursor == '+' || *m_pCursor == '-'))
+            ++m_pCursor;
+        if (m_pCursor == m_pEnd || !(*m_pCursor >= '0' && *m_pCursor <= '9'))
             return fail("digit expected in exponent");
-        while (m_p < m_end && *m_p >= '0' && *m_p <= '9')
-            ++m_p;
+        while (m_pCursor < m_pEnd && *m_pCursor >= '0' && *m_pCursor <= '9')
+            ++m_pCursor;
     }
     if (!isDouble) {
         int64_t v = 0;
-        auto r = std::from_chars(start, m_p, v);
-        if (r.ec != std::errc() || r.ptr != m_p) {
-            m_p = start;
+        auto r = std::from_chars(start, m_pCursor, v);
+        if (r.ec != std::errc() || r.ptr != m_pCursor) {
+            m_pCursor = start;
             return fail("integer out of the 64-bit range");
         }
         out = KLumoJsonValue(v);
         return true;
     }
     double d = 0;
-    auto r = std::from_chars(start, m_p, d);
-    if (r.ec != std::errc() || r.ptr != m_p) {
-        m_p = start;
+    auto r = std::from_chars(start, m_pCursor, d);
+    if (r.ec != std::errc() || r.ptr != m_pCursor) {
+        m_pCursor = start;
         return fail("number out of range");
     }
     out = KLumoJsonValue(d);

@@ -23,7 +23,7 @@ public:
     // The whole text as one value (surrounding white space allowed); false
     // with error() set when it is not.
     bool parseDocument(KLumoJsonValue &out);
-    const std::string &error() const { return m_error; }
+    const std::string &error() const { return m_strError; }
 
     // Where each value starts, for pointing at a field a schema check names:
     // its path in the codec's spelling after @p root (members ".name",
@@ -32,8 +32,8 @@ public:
     using Positions = std::vector<std::pair<std::string, size_t>>;
     void recordPositions(const std::string &root, Positions *out)
     {
-        m_path = root;
-        m_positions = out;
+        m_strPath = root;
+        m_pPositions = out;
     }
 
 private:
@@ -48,14 +48,14 @@ private:
     bool hex4(unsigned &cp);
     bool parseString(std::string &s);
     bool parseNumber(KLumoJsonValue &out);
-    void mark(size_t offset) { m_positions->emplace_back(m_path, offset); }
+    void mark(size_t offset) { m_pPositions->emplace_back(m_strPath, offset); }
 
-    const char *m_p;
-    const char *m_begin;
-    const char *m_end;
-    std::string m_error;
-    Positions *m_positions = nullptr;
-    std::string m_path; // of the value being parsed, while positions are recorded
+    const char *m_pCursor;
+    const char *m_pBegin;
+    const char *m_pEnd;
+    std::string m_strError;
+    Positions *m_pPositions = nullptr;
+    std::string m_strPath; // of the value being parsed, while positions are recorded
 };
 
 } // namespace ofx::lumo

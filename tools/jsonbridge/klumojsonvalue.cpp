@@ -30,7 +30,7 @@ const char *KLumoJsonValue::typeName(Type t)
 
 const KLumoJsonValue *KLumoJsonValue::find(const std::string &key) const
 {
-    for (const Member &m : m_object) {
+    for (const Member &m : m_lstObject) {
         if (m.first == key)
             return &m.second;
     }
@@ -39,22 +39,22 @@ const KLumoJsonValue *KLumoJsonValue::find(const std::string &key) const
 
 bool KLumoJsonValue::operator==(const KLumoJsonValue &o) const
 {
-    if (m_type != o.m_type)
+    if (m_eType != o.m_eType)
         return false;
-    switch (m_type) {
+    switch (m_eType) {
     case Type::Null:
         return true;
     case Type::Bool:
     case Type::Integer:
-        return m_int == o.m_int;
+        return m_nInt == o.m_nInt;
     case Type::Double:
-        return m_double == o.m_double || (std::isnan(m_double) && std::isnan(o.m_double));
+        return m_fDouble == o.m_fDouble || (std::isnan(m_fDouble) && std::isnan(o.m_fDouble));
     case Type::String:
-        return m_string == o.m_string;
+        return m_strString == o.m_strString;
     case Type::Array:
-        return m_array == o.m_array;
+        return m_lstArray == o.m_lstArray;
     case Type::Object:
-        return m_object == o.m_object;
+        return m_lstObject == o.m_lstObject;
     }
     return false;
 }
@@ -114,24 +114,24 @@ void newline(std::string &out, int indent, int level)
 void KLumoJsonValue::write(std::string &out, int indent, int level) const
 {
     char buf[64];
-    switch (m_type) {
+    switch (m_eType) {
     case Type::Null:
         out += "null";
         break;
     case Type::Bool:
-        out += m_int ? "true" : "false";
+        out += m_nInt ? "true" : "false";
         break;
     case Type::Integer: {
-        auto r = std::to_chars(buf, buf + sizeof buf, m_int);
+        auto r = std::to_chars(buf, buf + sizeof buf, m_nInt);
         out.append(buf, r.ptr);
         break;
     }
     case Type::Double: {
-        if (!std::isfinite(m_double)) { // JSON has no spelling for these
+        if (!std::isfinite(m_fDouble)) { // JSON has no spelling for these
             out += "null";
             break;
         }
-        auto r = std::to_chars(buf, buf + sizeof buf, m_double);
+        auto r = std::to_chars(buf, buf + sizeof buf, m_fDouble);
         std::string_view text(buf, size_t(r.ptr - buf));
         out += text;
         // Keep a double recognisable as one when it is read back.
@@ -140,31 +140,31 @@ void KLumoJsonValue::write(std::string &out, int indent, int level) const
         break;
     }
     case Type::String:
-        writeString(out, m_string);
+        writeString(out, m_strString);
         break;
     case Type::Array:
         out += '[';
-        for (size_t i = 0; i < m_array.size(); ++i) {
+        for (size_t i = 0; i < m_lstArray.size(); ++i) {
             if (i)
                 out += ',';
             newline(out, indent, level + 1);
-            m_array[i].write(out, indent, level + 1);
+            m_lstArray[i].write(out, indent, level + 1);
         }
-        if (!m_array.empty())
+        if (!m_lstArray.empty())
             newline(out, indent, level);
         out += ']';
         break;
     case Type::Object:
         out += '{';
-        for (size_t i = 0; i < m_object.size(); ++i) {
+        for (size_t i = 0; i < m_lstObject.size(); ++i) {
             if (i)
                 out += ',';
             newline(out, indent, level + 1);
-            writeString(out, m_object[i].first);
+            writeString(out, m_lstObject[i].first);
             out += indent > 0 ? ": " : ":";
-            m_object[i].second.write(out, indent, level + 1);
+            m_lstObject[i].second.write(out, indent, level + 1);
         }
-        if (!m_object.empty())
+        if (!m_lstObject.empty())
             newline(out, indent, level);
         out += '}';
         break;

@@ -25,63 +25,66 @@ public:
     KLumoJsonValue() = default;
     KLumoJsonValue(std::nullptr_t) { }
     KLumoJsonValue(bool b)
-        : m_type(Type::Bool)
-        , m_int(b)
+        : m_eType(Type::Bool)
+        , m_nInt(b)
     { }
     KLumoJsonValue(int v)
-        : m_type(Type::Integer)
-        , m_int(v)
+        : m_eType(Type::Integer)
+        , m_nInt(v)
     { }
     KLumoJsonValue(int64_t v)
-        : m_type(Type::Integer)
-        , m_int(v)
+        : m_eType(Type::Integer)
+        , m_nInt(v)
     { }
     KLumoJsonValue(double v)
-        : m_type(Type::Double)
-        , m_double(v)
+        : m_eType(Type::Double)
+        , m_fDouble(v)
     { }
     KLumoJsonValue(std::string s)
-        : m_type(Type::String)
-        , m_string(std::move(s))
+        : m_eType(Type::String)
+        , m_strString(std::move(s))
     { }
     KLumoJsonValue(const char *s)
-        : m_type(Type::String)
-        , m_string(s)
+        : m_eType(Type::String)
+        , m_strString(s)
     { }
 
     static KLumoJsonValue array() { return KLumoJsonValue(Type::Array); }
     static KLumoJsonValue object() { return KLumoJsonValue(Type::Object); }
 
-    Type type() const { return m_type; }
-    bool isNull() const { return m_type == Type::Null; }
-    bool isBool() const { return m_type == Type::Bool; }
-    bool isInteger() const { return m_type == Type::Integer; }
-    bool isNumber() const { return m_type == Type::Integer || m_type == Type::Double; }
-    bool isString() const { return m_type == Type::String; }
-    bool isArray() const { return m_type == Type::Array; }
-    bool isObject() const { return m_type == Type::Object; }
+    Type type() const { return m_eType; }
+    bool isNull() const { return m_eType == Type::Null; }
+    bool isBool() const { return m_eType == Type::Bool; }
+    bool isInteger() const { return m_eType == Type::Integer; }
+    bool isNumber() const { return m_eType == Type::Integer || m_eType == Type::Double; }
+    bool isString() const { return m_eType == Type::String; }
+    bool isArray() const { return m_eType == Type::Array; }
+    bool isObject() const { return m_eType == Type::Object; }
     static const char *typeName(Type t);
-    const char *typeName() const { return typeName(m_type); }
+    const char *typeName() const { return typeName(m_eType); }
 
-    bool toBool() const { return m_int != 0; }
-    int64_t toInteger() const { return m_type == Type::Double ? int64_t(m_double) : m_int; }
-    double toDouble() const { return m_type == Type::Integer ? double(m_int) : m_double; }
-    const std::string &toString() const { return m_string; }
+    bool toBool() const { return m_nInt != 0; }
+    int64_t toInteger() const { return m_eType == Type::Double ? int64_t(m_fDouble) : m_nInt; }
+    double toDouble() const { return m_eType == Type::Integer ? double(m_nInt) : m_fDouble; }
+    const std::string &toString() const { return m_strString; }
 
-    const Array &elements() const { return m_array; }
-    Array &elements() { return m_array; }
-    const Object &members() const { return m_object; }
-    Object &members() { return m_object; }
-    void append(KLumoJsonValue v) { m_array.push_back(std::move(v)); }
+    const Array &elements() const { return m_lstArray; }
+    Array &elements() { return m_lstArray; }
+    const Object &members() const { return m_lstObject; }
+    Object &members() { return m_lstObject; }
+    void append(KLumoJsonValue v) { m_lstArray.push_back(std::move(v)); }
     // Appends without looking for an existing key: callers build objects from
     // sources whose keys are already unique.
     void insert(std::string key, KLumoJsonValue v)
     {
-        m_object.emplace_back(std::move(key), std::move(v));
+        m_lstObject.emplace_back(std::move(key), std::move(v));
     }
     // Linear: meant for records (tens of keys), not for large maps.
     const KLumoJsonValue *find(const std::string &key) const;
-    int size() const { return int(m_type == Type::Array ? m_array.size() : m_object.size()); }
+    int size() const
+    {
+        return int(m_eType == Type::Array ? m_lstArray.size() : m_lstObject.size());
+    }
 
     bool operator==(const KLumoJsonValue &o) const;
     bool operator!=(const KLumoJsonValue &o) const { return !(*this == o); }
@@ -94,16 +97,16 @@ public:
 
 private:
     explicit KLumoJsonValue(Type t)
-        : m_type(t)
+        : m_eType(t)
     { }
     void write(std::string &out, int indent, int level) const;
 
-    Type m_type = Type::Null;
-    int64_t m_int = 0;
-    double m_double = 0;
-    std::string m_string;
-    Array m_array;
-    Object m_object;
+    Type m_eType = Type::Null;
+    int64_t m_nInt = 0;
+    double m_fDouble = 0;
+    std::string m_strString;
+    Array m_lstArray;
+    Object m_lstObject;
 };
 
 } // namespace ofx::lumo

@@ -62,9 +62,9 @@ std::string mismatch(int compact, int type)
 
 bool KLumoCompactWalker::depart(const std::string &what)
 {
-    if (m_error.empty()) {
+    if (m_strError.empty()) {
         const std::string where = path();
-        m_error = where.empty() ? what : where + ": " + what;
+        m_strError = where.empty() ? what : where + ": " + what;
     }
     return false;
 }
@@ -72,7 +72,7 @@ bool KLumoCompactWalker::depart(const std::string &what)
 std::string KLumoCompactWalker::path() const
 {
     std::string out;
-    for (const Segment &s : m_path) {
+    for (const Segment &s : m_lstPath) {
         if (s.index >= 0)
             out += "[" + std::to_string(s.index) + "]";
         else
@@ -83,16 +83,16 @@ std::string KLumoCompactWalker::path() const
 
 bool KLumoCompactWalker::readByte(uint8_t *out)
 {
-    return m_source.take(reinterpret_cast<char *>(out), 1) || depart(m_source.error());
+    return m_oSource.take(reinterpret_cast<char *>(out), 1) || depart(m_oSource.error());
 }
 
 bool KLumoCompactWalker::skipBytes(uint64_t count, const char *what)
 {
-    if (count > m_source.remaining())
+    if (count > m_oSource.remaining())
         return depart(std::string("a ") + what + " of " + std::to_string(count)
-                      + " bytes, more than the " + std::to_string(m_source.remaining())
+                      + " bytes, more than the " + std::to_string(m_oSource.remaining())
                       + " left in its frame");
-    return m_source.take(nullptr, size_t(count)) || depart(m_source.error());
+    return m_oSource.take(nullptr, size_t(count)) || depart(m_oSource.error());
 }
 
 bool KLumoCompactWalker::varint(uint64_t *out, int maxBytes)
@@ -147,7 +147,7 @@ bool KLumoCompactWalker::message(std::string *name, int *type, int32_t *seqId)
     if (length > MaxNameBytes)
         return depart("a method name of " + std::to_string(length) + " bytes");
     name->resize(length);
-    return m_source.take(name->data(), length) || depart(m_source.error());
+    return m_oSource.take(name->data(), length) || depart(m_oSource.error());
 }
 
 bool KLumoCompactWalker::eachField(const std::function<bool(int compact, int16_t id)> &field)
@@ -180,12 +180,12 @@ bool KLumoCompactWalker::result(const Method &method)
         if (id != 0 || isVoid)
             return depart("field id " + std::to_string(id) + " in the result of " + method.name
                           + ", which declares " + (isVoid ? "no value" : "only field 0"));
-        m_path.push_back({"success", -1});
+        m_lstPath.push_back({"success", -1});
         if (!fits(method.result, compact))
             return depart(mismatch(compact, method.result));
         if (!value(method.result, compact, true))
             return false;
-        m_path.pop_back();
+        m_lstPath.pop_back();
         return seen = true;
     });
     if (read && !isVoid && !seen)
@@ -215,7 +215,7 @@ bool KLumoCompactWalker::exception()
 
 bool KLumoCompactWalker::record(const Field *first, int count, const char *name)
 {
-    if (++m_depth > MaxDepth)
+    if (++m_nDepth > MaxDepth)
         return depart("records nested deeper than " + std::to_string(MaxDepth));
     const bool read = eachField([&](int compact, int16_t id) {
         const Field *f = first;
@@ -224,15 +224,15 @@ bool KLumoCompactWalker::record(const Field *first, int count, const char *name)
         if (f == first + count)
             return depart("field id " + std::to_string(id) + ", which " + name
                           + " does not declare");
-        m_path.push_back({f->name, -1});
+        m_lstPath.push_back({f->name, -1});
         if (!fits(f->type, compact))
             return depart(mismatch(compact, f->type));
         if (!value(f->type, compact, true))
             return false;
-        m_path.pop_back();
+        m_lstPath.pop_back();
         return true;
     });
-    --m_depth;
+    --m_nDepth;
     return read;
 }
 
@@ -286,20 +286,20 @@ bool KLumoCompactWalker::value(int type, int compact, bool inField)
     }
     if (count == 0)
         return true;
-    if (count > m_source.remaining())
+    if (count > m_oSource.remaining())
         return depart(std::to_string(count) + " elements, more than the "
-                      + std::to_string(m_source.remaining()) + " bytes left in its frame");
+                      + std::to_string(m_oSource.remaining()) + " bytes left in its frame");
     const int keyType = t.a;
     if (!fits(keyType, keyCompact))
         return depart("elements: " + mismatch(keyCompact, keyType));
     if (t.kind == Kind::Map && !fits(t.b, valueCompact))
         return depart("values: " + mismatch(valueCompact, t.b));
     for (uint32_t i = 0; i < count; ++i) {
-        m_path.push_back({nullptr, int64_t(i)});
+        m_lstPath.push_back({nullptr, int64_t(i)});
         if (!value(keyType, keyCompact, false)
             || (t.kind == Kind::Map && !value(t.b, valueCompact, false)))
             return false;
-        m_path.pop_back();
+        m_lstPath.pop_back();
     }
     return true;
 }

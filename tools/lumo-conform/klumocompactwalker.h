@@ -37,7 +37,7 @@ class KLumoCompactWalker
 {
 public:
     explicit KLumoCompactWalker(KLumoCompactSource &source)
-        : m_source(source)
+        : m_oSource(source)
     { }
 
     // The message header: name, message type (1 call ... 4 oneway), Thrift sequence id.
@@ -49,7 +49,7 @@ public:
     // A Thrift application exception: 1: string message, 2: i32 type.
     bool exception();
     // The first departure, empty while the bytes conform.
-    const std::string &error() const { return m_error; }
+    const std::string &error() const { return m_strError; }
 
 private:
     struct Segment
@@ -73,10 +73,10 @@ private:
     bool depart(const std::string &what);
     std::string path() const;
 
-    KLumoCompactSource &m_source;
-    std::vector<Segment> m_path;
-    int m_depth = 0;
-    std::string m_error;
+    KLumoCompactSource &m_oSource;
+    std::vector<Segment> m_lstPath;
+    int m_nDepth = 0;
+    std::string m_strError;
 };
 
 } // namespace ofx::lumo

@@ -10,13 +10,13 @@ namespace ofx::lumo {
 std::unique_ptr<KLumoConformPeer> KLumoConformContext::open(KLumoConformResult &r)
 {
     if (gone()) {
-        r.skip(m_goneReason);
+        r.skip(m_strGoneReason);
         return nullptr;
     }
     auto peer = std::make_unique<KLumoConformPeer>(budgetMs());
     peer->setNotificationSink([this](const KLumoConformFrame &f) {
-        m_notifications.push_back(f);
-        m_notifications.back().body.clear(); // judged already; a chatty service must not add up
+        m_lstNotifications.push_back(f);
+        m_lstNotifications.back().body.clear(); // judged already; a chatty service must not add up
     });
     if (peer->connectTo(serverPath()))
         return peer;
@@ -51,7 +51,7 @@ bool KLumoConformContext::stillServing(KLumoConformResult &r)
 
 void KLumoConformContext::setGone(const QString &why)
 {
-    m_goneReason = QStringLiteral("%1 (since %2)").arg(why, m_currentCase);
+    m_strGoneReason = QStringLiteral("%1 (since %2)").arg(why, m_strCurrentCase);
 }
 
 bool KLumoConformContext::push(const QString &name, QString *error) const
@@ -64,7 +64,7 @@ bool KLumoConformContext::push(const QString &name, QString *error) const
     p.setProcessChannelMode(QProcess::MergedChannels);
     // Name and argument are appended as two words, passed through the shell unparsed.
     p.start(QStringLiteral("/bin/sh"),
-            {QStringLiteral("-c"), m_options.pushCommand + QStringLiteral(" \"$1\" \"$2\""),
+            {QStringLiteral("-c"), m_oOptions.pushCommand + QStringLiteral(" \"$1\" \"$2\""),
              QStringLiteral("lumo-conform"), name,
              QString::fromStdString(arg ? arg->serialize() : std::string("{}"))});
     if (!p.waitForFinished(budgetMs())) {

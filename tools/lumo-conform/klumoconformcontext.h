@@ -40,13 +40,13 @@ public:
     static constexpr int Listed = 5;
 
     explicit KLumoConformContext(const KLumoConformOptions &options)
-        : m_options(options)
+        : m_oOptions(options)
     { }
 
-    const KLumoConformOptions &options() const { return m_options; }
-    int budgetMs() const { return m_options.timeoutMs; }
-    QDeadlineTimer deadline() const { return QDeadlineTimer(m_options.timeoutMs); }
-    const QString &serverPath() const { return m_options.serverPath; }
+    const KLumoConformOptions &options() const { return m_oOptions; }
+    int budgetMs() const { return m_oOptions.timeoutMs; }
+    QDeadlineTimer deadline() const { return QDeadlineTimer(m_oOptions.timeoutMs); }
+    const QString &serverPath() const { return m_oOptions.serverPath; }
 
     // A connection for the case @p r runs; null when none can be had (and
     // then @p r failed, or was skipped because the service is gone).
@@ -56,12 +56,12 @@ public:
     // listens any more the service is gone.
     bool stillServing(KLumoConformResult &r);
 
-    bool gone() const { return !m_goneReason.isEmpty(); }
-    const QString &goneReason() const { return m_goneReason; }
-    void setCurrentCase(const QString &id) { m_currentCase = id; }
+    bool gone() const { return !m_strGoneReason.isEmpty(); }
+    const QString &goneReason() const { return m_strGoneReason; }
+    void setCurrentCase(const QString &id) { m_strCurrentCase = id; }
 
     // Every notification frame read on any connection so far.
-    const std::vector<KLumoConformFrame> &notifications() const { return m_notifications; }
+    const std::vector<KLumoConformFrame> &notifications() const { return m_lstNotifications; }
     // Runs --push-command for notification @p name with an example argument;
     // false, with @p error, when it fails.
     bool push(const QString &name, QString *error) const;
@@ -71,10 +71,10 @@ public:
 private:
     void setGone(const QString &why);
 
-    const KLumoConformOptions &m_options;
-    QString m_currentCase;
-    QString m_goneReason;
-    std::vector<KLumoConformFrame> m_notifications;
+    const KLumoConformOptions &m_oOptions;
+    QString m_strCurrentCase;
+    QString m_strGoneReason;
+    std::vector<KLumoConformFrame> m_lstNotifications;
 };
 
 } // namespace ofx::lumo

@@ -49,14 +49,14 @@ bool KLumoConformLink::connectTo(const QString &path, QDeadlineTimer deadline)
         return fail(Failure::Error, QStringLiteral("the socket path is too long for AF_UNIX"));
     std::memcpy(addr.sun_path, native.constData(), size_t(native.size()));
     for (;;) {
-        m_fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-        if (m_fd < 0)
+        m_nFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        if (m_nFd < 0)
             return fail(Failure::Error, systemError(errno));
-        if (::connect(m_fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0)
+        if (::connect(m_nFd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0)
             break;
         const int error = errno;
-        ::close(m_fd);
-        m_fd = -1;
+        ::close(m_nFd);
+        m_nFd = -1;
         // EAGAIN: the listen backlog is full; a stream socket cannot wait for it.
         if (error != EAGAIN && error != EINTR)
             return fail(Failure::Error, systemError(error));
@@ -65,47 +65,47 @@ bool KLumoConformLink::connectTo(const QString &path, QDeadlineTimer deadline)
                         QStringLiteral("the service accepted no connection within the budget"));
         QThread::msleep(5);
     }
-    m_buffer.resize(BufferSize);
-    m_pos = m_end = 0;
-    m_failure = Failure::None;
-    m_error.clear();
+    m_baBuffer.resize(BufferSize);
+    m_nPos = m_nEnd = 0;
+    m_eFailure = Failure::None;
+    m_strError.clear();
     return true;
 }
 
 void KLumoConformLink::close()
 {
-    if (m_fd >= 0)
-        ::close(m_fd);
-    m_fd = -1;
-    m_pos = m_end = 0;
+    if (m_nFd >= 0)
+        ::close(m_nFd);
+    m_nFd = -1;
+    m_nPos = m_nEnd = 0;
 }
 
 qint64 KLumoConformLink::peerPid() const
 {
     ucred cred = {};
     socklen_t len = sizeof cred;
-    if (m_fd < 0 || ::getsockopt(m_fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0)
+    if (m_nFd < 0 || ::getsockopt(m_nFd, SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0)
         return -1;
     return cred.pid;
 }
 
 bool KLumoConformLink::fail(Failure failure, const QString &error)
 {
-    m_failure = failure;
-    m_error = error;
+    m_eFailure = failure;
+    m_strError = error;
     return false;
 }
 
 bool KLumoConformLink::write(const char *data, size_t size, QDeadlineTimer deadline)
 {
-    m_written = 0;
-    if (m_fd < 0)
+    m_nWritten = 0;
+    if (m_nFd < 0)
         return fail(Failure::Closed, QStringLiteral("not connected"));
-    while (m_written < size) {
+    while (m_nWritten < size) {
         const ssize_t n =
-            ::send(m_fd, data + m_written, size - m_written, MSG_NOSIGNAL | MSG_DONTWAIT);
+            ::send(m_nFd, data + m_nWritten, size - m_nWritten, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n > 0) {
-            m_written += size_t(n);
+            m_nWritten += size_t(n);
             continue;
         }
         if (n < 0 && errno == EINTR)
@@ -113,12 +113,12 @@ bool KLumoConformLink::write(const char *data, size_t size, QDeadlineTimer deadl
         if (n < 0 && errno != EAGAIN)
             return fail(errno == EPIPE || errno == ECONNRESET ? Failure::Closed : Failure::Error,
                         QStringLiteral("sending failed: %1").arg(systemError(errno)));
-        const int ready = pollFor(m_fd, POLLOUT, deadline);
+        const int ready = pollFor(m_nFd, POLLOUT, deadline);
         if (ready == 0)
             return fail(Failure::Timeout,
                         QStringLiteral("the service stopped reading: %1 of %2 bytes sent "
                                        "within the budget")
-                            .arg(m_written)
+                            .arg(m_nWritten)
                             .arg(size));
         if (ready < 0)
             return fail(Failure::Error, systemError(errno));
@@ -128,13 +128,13 @@ bool KLumoConformLink::write(const char *data, size_t size, QDeadlineTimer deadl
 
 bool KLumoConformLink::fill(QDeadlineTimer deadline)
 {
-    if (m_fd < 0)
+    if (m_nFd < 0)
         return fail(Failure::Closed, QStringLiteral("not connected"));
-    m_pos = m_end = 0;
+    m_nPos = m_nEnd = 0;
     for (;;) {
-        const ssize_t n = ::recv(m_fd, m_buffer.data(), size_t(m_buffer.size()), MSG_DONTWAIT);
+        const ssize_t n = ::recv(m_nFd, m_baBuffer.data(), size_t(m_baBuffer.size()), MSG_DONTWAIT);
         if (n > 0) {
-            m_end = int(n);
+            m_nEnd = int(n);
             return true;
         }
         if (n == 0)
@@ -144,7 +144,7 @@ bool KLumoConformLink::fill(QDeadlineTimer deadline)
         if (errno != EAGAIN)
             return fail(errno == ECONNRESET ? Failure::Closed : Failure::Error,
                         QStringLiteral("reading failed: %1").arg(systemError(errno)));
-        const int ready = pollFor(m_fd, POLLIN, deadline);
+        const int ready = pollFor(m_nFd, POLLIN, deadline);
         if (ready == 0)
             return fail(Failure::Timeout, QStringLiteral("nothing arrived within the budget"));
         if (ready < 0)
@@ -155,14 +155,14 @@ bool KLumoConformLink::fill(QDeadlineTimer deadline)
 bool KLumoConformLink::read(char *dst, size_t size, QDeadlineTimer deadline)
 {
     while (size > 0) {
-        if (m_pos == m_end && !fill(deadline))
+        if (m_nPos == m_nEnd && !fill(deadline))
             return false;
-        const size_t n = qMin(size, size_t(m_end - m_pos));
+        const size_t n = qMin(size, size_t(m_nEnd - m_nPos));
         if (dst) {
-            std::memcpy(dst, m_buffer.constData() + m_pos, n);
+            std::memcpy(dst, m_baBuffer.constData() + m_nPos, n);
             dst += n;
         }
-        m_pos += int(n);
+        m_nPos += int(n);
         size -= n;
     }
     return true;
@@ -170,11 +170,11 @@ bool KLumoConformLink::read(char *dst, size_t size, QDeadlineTimer deadline)
 
 bool KLumoConformLink::waitReadable(QDeadlineTimer deadline)
 {
-    if (m_pos < m_end)
+    if (m_nPos < m_nEnd)
         return true;
-    if (m_fd < 0)
+    if (m_nFd < 0)
         return false;
-    const int ready = pollFor(m_fd, POLLIN, deadline);
+    const int ready = pollFor(m_nFd, POLLIN, deadline);
     return ready > 0;
 }
 

@@ -28,8 +28,8 @@ public:
     // socket fails at once.
     bool connectTo(const QString &path, QDeadlineTimer deadline);
     void close();
-    bool isOpen() const { return m_fd >= 0; }
-    int descriptor() const { return m_fd; }
+    bool isOpen() const { return m_nFd >= 0; }
+    int descriptor() const { return m_nFd; }
     // The process at the other end, from the kernel's peer credentials (-1: unknown).
     qint64 peerPid() const;
 
@@ -43,23 +43,23 @@ public:
     // Waits until a byte can be read (or the peer closes) without taking it.
     bool waitReadable(QDeadlineTimer deadline);
 
-    Failure failure() const { return m_failure; }
+    Failure failure() const { return m_eFailure; }
     // What went wrong last, in words ("no data within the budget", "closed by the service").
-    const QString &error() const { return m_error; }
+    const QString &error() const { return m_strError; }
     // Bytes written by the last write before it failed.
-    size_t written() const { return m_written; }
+    size_t written() const { return m_nWritten; }
 
 private:
     bool fill(QDeadlineTimer deadline);
     bool fail(Failure failure, const QString &error);
 
-    int m_fd = -1;
-    QByteArray m_buffer;
-    int m_pos = 0;
-    int m_end = 0;
-    size_t m_written = 0;
-    Failure m_failure = Failure::None;
-    QString m_error;
+    int m_nFd = -1;
+    QByteArray m_baBuffer;
+    int m_nPos = 0;
+    int m_nEnd = 0;
+    size_t m_nWritten = 0;
+    Failure m_eFailure = Failure::None;
+    QString m_strError;
 };
 
 } // namespace ofx::lumo

@@ -37,7 +37,7 @@ bool KLumoConformOptions::parse(const QStringList &argsIn)
         const QString &a = argsIn.at(i);
         auto value = [&](QString *out) {
             if (i + 1 >= argsIn.size()) {
-                m_error = a + QStringLiteral(" needs a value");
+                m_strError = a + QStringLiteral(" needs a value");
                 return false;
             }
             *out = argsIn.at(++i);
@@ -65,7 +65,7 @@ bool KLumoConformOptions::parse(const QStringList &argsIn)
                 return false;
             timeoutMs = text.toInt(&ok);
             if (!ok || timeoutMs <= 0) {
-                m_error = QStringLiteral("--timeout needs a positive number of milliseconds");
+                m_strError = QStringLiteral("--timeout needs a positive number of milliseconds");
                 return false;
             }
         } else if (a == QLatin1String("--junit")) {
@@ -75,12 +75,12 @@ bool KLumoConformOptions::parse(const QStringList &argsIn)
             if (!value(&pushCommand))
                 return false;
         } else {
-            m_error = QStringLiteral("unknown argument \"%1\"").arg(a);
+            m_strError = QStringLiteral("unknown argument \"%1\"").arg(a);
             return false;
         }
     }
     if (serverName.isEmpty()) {
-        m_error = QStringLiteral("--server-name needs a name");
+        m_strError = QStringLiteral("--server-name needs a name");
         return false;
     }
     // Where a local server of that name listens (a path is taken as it is).

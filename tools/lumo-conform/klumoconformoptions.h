@@ -27,12 +27,12 @@ public:
 
     // False with error() on a usage mistake.
     bool parse(const QStringList &args);
-    const QString &error() const { return m_error; }
+    const QString &error() const { return m_strError; }
 
     static const char *usage();
 
 private:
-    QString m_error;
+    QString m_strError;
 };
 
 } // namespace ofx::lumo

@@ -26,17 +26,17 @@ public:
 
     KLumoConformBodySource(KLumoConformLink &link, quint32 length, QDeadlineTimer deadline,
                            bool keep)
-        : m_link(link)
-        , m_left(length)
-        , m_deadline(deadline)
-        , m_keep(keep)
+        : m_oLink(link)
+        , m_nLeft(length)
+        , m_oDeadline(deadline)
+        , m_bKeep(keep)
     { }
 
     bool take(char *dst, size_t size) override
     {
-        if (size > m_left) {
-            m_overran = true;
-            m_error = "the message runs past the end of its frame (" + std::to_string(m_left)
+        if (size > m_nLeft) {
+            m_bOverran = true;
+            m_strError = "the message runs past the end of its frame (" + std::to_string(m_nLeft)
                 + " bytes were left)";
             return false;
         }
@@ -44,39 +44,39 @@ public:
         while (size > 0) {
             const size_t n = dst ? size : qMin(size, sizeof scratch);
             char *into = dst ? dst : scratch;
-            if (!m_link.read(into, n, m_deadline)) {
-                m_broken = true;
-                m_error = m_link.error().toStdString();
+            if (!m_oLink.read(into, n, m_oDeadline)) {
+                m_bBroken = true;
+                m_strError = m_oLink.error().toStdString();
                 return false;
             }
-            if (m_head.size() < HeadBytes)
-                m_head.append(into, int(qMin<size_t>(n, size_t(HeadBytes - m_head.size()))));
-            if (m_keep)
-                m_kept.append(into, int(n));
-            m_left -= n;
+            if (m_baHead.size() < HeadBytes)
+                m_baHead.append(into, int(qMin<size_t>(n, size_t(HeadBytes - m_baHead.size()))));
+            if (m_bKeep)
+                m_baKept.append(into, int(n));
+            m_nLeft -= n;
             size -= n;
         }
         return true;
     }
-    uint64_t remaining() const override { return m_left; }
-    std::string error() const override { return m_error; }
+    uint64_t remaining() const override { return m_nLeft; }
+    std::string error() const override { return m_strError; }
 
     // Reads what the walker left of the frame; false when the connection broke.
-    bool finish() { return !m_broken && take(nullptr, m_left); }
-    bool overran() const { return m_overran; }
-    QByteArray &head() { return m_head; }
-    QByteArray &kept() { return m_kept; }
+    bool finish() { return !m_bBroken && take(nullptr, m_nLeft); }
+    bool overran() const { return m_bOverran; }
+    QByteArray &head() { return m_baHead; }
+    QByteArray &kept() { return m_baKept; }
 
 private:
-    KLumoConformLink &m_link;
-    uint64_t m_left;
-    QDeadlineTimer m_deadline;
-    bool m_keep;
-    bool m_broken = false;
-    bool m_overran = false;
-    QByteArray m_head;
-    QByteArray m_kept;
-    std::string m_error;
+    KLumoConformLink &m_oLink;
+    uint64_t m_nLeft;
+    QDeadlineTimer m_oDeadline;
+    bool m_bKeep;
+    bool m_bBroken = false;
+    bool m_bOverran = false;
+    QByteArray m_baHead;
+    QByteArray m_baKept;
+    std::string m_strError;
 };
 
 QString KLumoConformFrame::hex(int maxBytes) const
@@ -120,20 +120,20 @@ KLumoJsonValue KLumoConformPeer::sampleArgs(const Method &method)
 
 bool KLumoConformPeer::connectTo(const QString &path)
 {
-    m_pending.clear();
-    m_seqId = 0;
-    if (m_link.connectTo(path, deadline()))
+    m_mapPending.clear();
+    m_nSeqId = 0;
+    if (m_oLink.connectTo(path, deadline()))
         return true;
-    m_error = QStringLiteral("cannot connect to %1: %2").arg(path, m_link.error());
+    m_strError = QStringLiteral("cannot connect to %1: %2").arg(path, m_oLink.error());
     return false;
 }
 
 quint32 KLumoConformPeer::call(const Method &method, const KLumoJsonValue &args, quint32 seqId)
 {
     if (!seqId) {
-        seqId = ++m_seqId;
+        seqId = ++m_nSeqId;
         if (!seqId)
-            seqId = m_seqId = 1;
+            seqId = m_nSeqId = 1;
     }
     const std::string body = KLumoJsonMessage::encodeCall(method, args);
     return send(seqId, body, method.oneway ? nullptr : &method) ? seqId : 0;
@@ -141,13 +141,13 @@ quint32 KLumoConformPeer::call(const Method &method, const KLumoJsonValue &args,
 
 bool KLumoConformPeer::send(quint32 seqId, const std::string &body, const Method *method)
 {
-    m_lastSent = frame::make(seqId, body.data(), quint32(body.size()));
-    if (!m_link.write(m_lastSent, deadline())) {
-        m_error = m_link.error();
+    m_baLastSent = frame::make(seqId, body.data(), quint32(body.size()));
+    if (!m_oLink.write(m_baLastSent, deadline())) {
+        m_strError = m_oLink.error();
         return false;
     }
     if (method) {
-        Pending &p = m_pending[seqId];
+        Pending &p = m_mapPending[seqId];
         p.method = method;
         p.sent.start();
     }
@@ -161,28 +161,28 @@ bool KLumoConformPeer::pipeline(const std::vector<const Method *> &methods)
         const std::string body = KLumoJsonMessage::encodeCall(*methods[i], sampleArgs(*methods[i]));
         all += frame::make(quint32(i + 1), body.data(), quint32(body.size()));
     }
-    m_lastSent = all;
-    if (!m_link.write(all, deadline())) {
-        m_error = m_link.error();
+    m_baLastSent = all;
+    if (!m_oLink.write(all, deadline())) {
+        m_strError = m_oLink.error();
         return false;
     }
     for (size_t i = 0; i < methods.size(); ++i) {
-        Pending &p = m_pending[quint32(i + 1)];
+        Pending &p = m_mapPending[quint32(i + 1)];
         p.method = methods[i];
         p.sent.start();
     }
-    m_seqId = quint32(methods.size());
+    m_nSeqId = quint32(methods.size());
     return true;
 }
 
 QString KLumoConformPeer::lastSentText() const
 {
-    if (m_lastSent.size() < int(frame::HeaderSize))
+    if (m_baLastSent.size() < int(frame::HeaderSize))
         return QString();
     return QStringLiteral("seq=%1, %2 bytes: %3")
-        .arg(frame::readHeader(m_lastSent.constData()).seqId)
-        .arg(m_lastSent.size())
-        .arg(QString::fromLatin1(m_lastSent.left(48).toHex(' ')));
+        .arg(frame::readHeader(m_baLastSent.constData()).seqId)
+        .arg(m_baLastSent.size())
+        .arg(QString::fromLatin1(m_baLastSent.left(48).toHex(' ')));
 }
 
 void KLumoConformPeer::check(KLumoConformFrame &f, KLumoConformBodySource &source)
@@ -195,8 +195,8 @@ void KLumoConformPeer::check(KLumoConformFrame &f, KLumoConformBodySource &sourc
     }
     const Method *notify = KLumoJsonSchemaIndex::method("KLumoNotifyServices", f.name);
     f.notifyMessage = notify && (f.type == pt::T_ONEWAY || f.type == pt::T_CALL);
-    const auto pending = f.header.seqId ? m_pending.find(f.header.seqId) : m_pending.end();
-    if (pending != m_pending.end()) {
+    const auto pending = f.header.seqId ? m_mapPending.find(f.header.seqId) : m_mapPending.end();
+    if (pending != m_mapPending.end()) {
         f.kind = KLumoConformFrame::Reply;
         f.method = pending->second.method;
         if (f.type == pt::T_EXCEPTION)
@@ -227,8 +227,8 @@ void KLumoConformPeer::check(KLumoConformFrame &f, KLumoConformBodySource &sourc
 std::optional<KLumoConformFrame> KLumoConformPeer::next(QDeadlineTimer deadline)
 {
     char header[frame::HeaderSize];
-    if (!m_link.read(header, sizeof header, deadline)) {
-        m_error = m_link.error();
+    if (!m_oLink.read(header, sizeof header, deadline)) {
+        m_strError = m_oLink.error();
         return std::nullopt;
     }
     KLumoConformFrame f;
@@ -236,31 +236,31 @@ std::optional<KLumoConformFrame> KLumoConformPeer::next(QDeadlineTimer deadline)
     f.head = QByteArray(header, sizeof header);
     if (f.header.total < frame::HeaderSize) {
         // Nothing after it can be framed: the library closes the connection here too.
-        m_error = QStringLiteral("a frame claims a total length of %1 bytes, less than its "
-                                 "%2-byte header: %3")
-                      .arg(f.header.total)
-                      .arg(frame::HeaderSize)
-                      .arg(f.hex());
-        m_link.close();
+        m_strError = QStringLiteral("a frame claims a total length of %1 bytes, less than its "
+                                    "%2-byte header: %3")
+                         .arg(f.header.total)
+                         .arg(frame::HeaderSize)
+                         .arg(f.hex());
+        m_oLink.close();
         return std::nullopt;
     }
     f.bodyLength = f.header.bodyLength();
-    KLumoConformBodySource source(m_link, f.bodyLength, deadline, f.bodyLength <= KeepBodyBytes);
+    KLumoConformBodySource source(m_oLink, f.bodyLength, deadline, f.bodyLength <= KeepBodyBytes);
     check(f, source);
     const bool whole = source.finish();
     f.overran = source.overran();
     f.head += source.head();
     f.body = std::move(source.kept());
     if (!whole) {
-        m_error = QStringLiteral("%1 broke off: %2")
-                      .arg(f.describe(), QString::fromStdString(source.error()));
+        m_strError = QStringLiteral("%1 broke off: %2")
+                         .arg(f.describe(), QString::fromStdString(source.error()));
         return std::nullopt;
     }
     if (f.kind == KLumoConformFrame::Reply) {
-        const auto p = m_pending.find(f.header.seqId);
+        const auto p = m_mapPending.find(f.header.seqId);
         f.latencyMs = double(p->second.sent.nsecsElapsed()) / 1e6;
-        m_pending.erase(p);
-        m_answered.insert(f.header.seqId);
+        m_mapPending.erase(p);
+        m_setAnswered.insert(f.header.seqId);
     }
     return f;
 }
@@ -273,11 +273,11 @@ bool KLumoConformPeer::readUntil(const std::function<bool(const KLumoConformFram
         if (!f)
             return false;
         if (f->kind == KLumoConformFrame::Stray && !f->notifyMessage)
-            m_unexpected.push_back(*f);
+            m_lstUnexpected.push_back(*f);
         else if (f->kind != KLumoConformFrame::Reply) {
-            m_notifications.push_back(*f);
-            if (m_sink)
-                m_sink(*f);
+            m_lstNotifications.push_back(*f);
+            if (m_fnSink)
+                m_fnSink(*f);
         }
         if (done(*f))
             return true;
@@ -299,7 +299,7 @@ std::optional<KLumoConformFrame> KLumoConformPeer::await(quint32 seqId, QDeadlin
 
 bool KLumoConformPeer::drain(QDeadlineTimer deadline)
 {
-    while (m_link.waitReadable(deadline)) {
+    while (m_oLink.waitReadable(deadline)) {
         if (!readUntil([](const KLumoConformFrame &) { return true; }, deadline))
             return false;
     }

@@ -58,13 +58,13 @@ public:
     static constexpr quint32 KeepBodyBytes = 1 << 20;
 
     explicit KLumoConformPeer(int budgetMs)
-        : m_budgetMs(budgetMs)
+        : m_nBudgetMs(budgetMs)
     { }
 
     bool connectTo(const QString &path);
-    void close() { m_link.close(); }
-    KLumoConformLink &link() { return m_link; }
-    QDeadlineTimer deadline() const { return QDeadlineTimer(m_budgetMs); }
+    void close() { m_oLink.close(); }
+    KLumoConformLink &link() { return m_oLink; }
+    QDeadlineTimer deadline() const { return QDeadlineTimer(m_nBudgetMs); }
 
     // A call of @p method with @p args under @p seqId (0: the next id). Oneway
     // methods are not awaited. Returns the id used, 0 when the frame could not be sent.
@@ -89,16 +89,16 @@ public:
 
     // The call frame sent last, described for reports.
     QString lastSentText() const;
-    const std::vector<KLumoConformFrame> &unexpected() const { return m_unexpected; }
-    const std::vector<KLumoConformFrame> &notifications() const { return m_notifications; }
-    const QString &error() const { return m_error; }
+    const std::vector<KLumoConformFrame> &unexpected() const { return m_lstUnexpected; }
+    const std::vector<KLumoConformFrame> &notifications() const { return m_lstNotifications; }
+    const QString &error() const { return m_strError; }
     // Whether a reply under @p seqId was read already (a later frame under it is a duplicate).
-    bool answered(quint32 seqId) const { return m_answered.count(seqId) > 0; }
-    bool timedOut() const { return m_link.failure() == KLumoConformLink::Failure::Timeout; }
+    bool answered(quint32 seqId) const { return m_setAnswered.count(seqId) > 0; }
+    bool timedOut() const { return m_oLink.failure() == KLumoConformLink::Failure::Timeout; }
     // Called with every notification frame read on this connection.
     void setNotificationSink(std::function<void(const KLumoConformFrame &)> sink)
     {
-        m_sink = std::move(sink);
+        m_fnSink = std::move(sink);
     }
 
     static KLumoJsonValue sampleArgs(const jsonschema::Method &method);
@@ -114,16 +114,16 @@ private:
     std::optional<KLumoConformFrame> next(QDeadlineTimer deadline);
     void check(KLumoConformFrame &frame, class KLumoConformBodySource &source);
 
-    int m_budgetMs;
-    KLumoConformLink m_link;
-    quint32 m_seqId = 0;
-    std::map<quint32, Pending> m_pending;
-    std::set<quint32> m_answered;
-    std::vector<KLumoConformFrame> m_unexpected;
-    std::vector<KLumoConformFrame> m_notifications;
-    std::function<void(const KLumoConformFrame &)> m_sink;
-    QByteArray m_lastSent;
-    QString m_error;
+    int m_nBudgetMs;
+    KLumoConformLink m_oLink;
+    quint32 m_nSeqId = 0;
+    std::map<quint32, Pending> m_mapPending;
+    std::set<quint32> m_setAnswered;
+    std::vector<KLumoConformFrame> m_lstUnexpected;
+    std::vector<KLumoConformFrame> m_lstNotifications;
+    std::function<void(const KLumoConformFrame &)> m_fnSink;
+    QByteArray m_baLastSent;
+    QString m_strError;
 };
 
 } // namespace ofx::lumo

@@ -32,29 +32,30 @@ struct Tally
 
 bool KLumoConformReport::open(QString *error)
 {
-    if (m_options.junitPath.isEmpty())
+    if (m_oOptions.junitPath.isEmpty())
         return true;
-    m_junit.setFileName(m_options.junitPath);
-    if (m_junit.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    m_oJunit.setFileName(m_oOptions.junitPath);
+    if (m_oJunit.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return true;
-    *error = QStringLiteral("cannot write %1: %2").arg(m_options.junitPath, m_junit.errorString());
+    *error =
+        QStringLiteral("cannot write %1: %2").arg(m_oOptions.junitPath, m_oJunit.errorString());
     return false;
 }
 
 void KLumoConformReport::begin()
 {
-    if (!m_options.json)
+    if (!m_oOptions.json)
         std::printf("lumo-conform: the service at %s, %d ms per call\n",
-                    qPrintable(m_options.serverPath), m_options.timeoutMs);
+                    qPrintable(m_oOptions.serverPath), m_oOptions.timeoutMs);
     std::fflush(stdout);
 }
 
 void KLumoConformReport::add(const KLumoConformResult &result)
 {
-    if (!m_results.empty() && m_results.back().group != result.group)
+    if (!m_lstResults.empty() && m_lstResults.back().group != result.group)
         endGroup();
-    m_results.push_back(result);
-    if (m_options.json)
+    m_lstResults.push_back(result);
+    if (m_oOptions.json)
         printJson(result);
     else
         printText(result);
@@ -107,33 +108,33 @@ void KLumoConformReport::printJson(const KLumoConformResult &r) const
 
 void KLumoConformReport::endGroup()
 {
-    const Tally t(m_results.begin() + long(m_groupStart), m_results.end());
-    if (!m_options.json && t.total())
+    const Tally t(m_lstResults.begin() + long(m_nGroupStart), m_lstResults.end());
+    if (!m_oOptions.json && t.total())
         std::printf("-- %s: %d passed, %d failed, %d skipped in %s s\n",
-                    qPrintable(m_results.back().group), t.passed, t.failed, t.skipped,
+                    qPrintable(m_lstResults.back().group), t.passed, t.failed, t.skipped,
                     qPrintable(t.seconds()));
-    m_groupStart = m_results.size();
+    m_nGroupStart = m_lstResults.size();
 }
 
 bool KLumoConformReport::finish(double seconds)
 {
     endGroup();
-    const Tally t(m_results.begin(), m_results.end());
-    if (!m_options.json)
+    const Tally t(m_lstResults.begin(), m_lstResults.end());
+    if (!m_oOptions.json)
         std::printf("lumo-conform: %d cases, %d passed, %d failed, %d skipped in %.2f s\n",
                     t.total(), t.passed, t.failed, t.skipped, seconds);
     std::fflush(stdout);
-    if (m_junit.isOpen())
+    if (m_oJunit.isOpen())
         writeJUnit(seconds);
     return t.failed == 0;
 }
 
 void KLumoConformReport::writeJUnit(double seconds)
 {
-    QXmlStreamWriter xml(&m_junit);
+    QXmlStreamWriter xml(&m_oJunit);
     xml.setAutoFormatting(true);
     xml.writeStartDocument();
-    const Tally all(m_results.begin(), m_results.end());
+    const Tally all(m_lstResults.begin(), m_lstResults.end());
     const auto counts = [&xml](const Tally &t) {
         xml.writeAttribute(QStringLiteral("tests"), QString::number(t.total()));
         xml.writeAttribute(QStringLiteral("failures"), QString::number(t.failed));
@@ -145,8 +146,8 @@ void KLumoConformReport::writeJUnit(double seconds)
     counts(all);
     xml.writeAttribute(QStringLiteral("time"), QString::number(seconds, 'f', 3));
     const QString stamp = QDateTime::currentDateTime().toString(Qt::ISODate);
-    for (auto from = m_results.begin(); from != m_results.end();) {
-        auto to = std::find_if(from, m_results.end(),
+    for (auto from = m_lstResults.begin(); from != m_lstResults.end();) {
+        auto to = std::find_if(from, m_lstResults.end(),
                                [&](const auto &r) { return r.group != from->group; });
         const Tally t(from, to);
         xml.writeStartElement(QStringLiteral("testsuite"));
@@ -181,7 +182,7 @@ void KLumoConformReport::writeJUnit(double seconds)
     }
     xml.writeEndElement();
     xml.writeEndDocument();
-    m_junit.close();
+    m_oJunit.close();
 }
 
 } // namespace ofx::lumo

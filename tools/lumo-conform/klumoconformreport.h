@@ -18,7 +18,7 @@ class KLumoConformReport
 {
 public:
     explicit KLumoConformReport(const KLumoConformOptions &options)
-        : m_options(options)
+        : m_oOptions(options)
     { }
 
     // Opens the JUnit file before anything runs; false (with @p error) when it cannot.
@@ -34,10 +34,10 @@ private:
     void endGroup();
     void writeJUnit(double seconds);
 
-    const KLumoConformOptions &m_options;
-    std::vector<KLumoConformResult> m_results;
-    size_t m_groupStart = 0;
-    QFile m_junit;
+    const KLumoConformOptions &m_oOptions;
+    std::vector<KLumoConformResult> m_lstResults;
+    size_t m_nGroupStart = 0;
+    QFile m_oJunit;
 };
 
 } // namespace ofx::lumo

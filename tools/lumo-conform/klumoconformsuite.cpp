@@ -34,7 +34,7 @@ bool KLumoConformSuite::select(QString *error)
     const auto names = [](const KLumoConformCase &c) {
         return QStringList {QLatin1String(c.group), c.id()};
     };
-    for (const QStringList *list : {&m_options.only, &m_options.skip}) {
+    for (const QStringList *list : {&m_oOptions.only, &m_oOptions.skip}) {
         for (const QString &name : *list) {
             const bool known = std::any_of(cases().begin(), cases().end(),
                                            [&](const auto &c) { return names(c).contains(name); });
@@ -51,25 +51,25 @@ bool KLumoConformSuite::select(QString *error)
             return std::any_of(list.begin(), list.end(),
                                [&](const QString &n) { return mine.contains(n); });
         };
-        if ((m_options.only.isEmpty() || named(m_options.only)) && !named(m_options.skip))
-            m_selected.push_back(&c);
+        if ((m_oOptions.only.isEmpty() || named(m_oOptions.only)) && !named(m_oOptions.skip))
+            m_lstSelected.push_back(&c);
     }
     return true;
 }
 
 void KLumoConformSuite::list() const
 {
-    for (const KLumoConformCase *c : m_selected)
+    for (const KLumoConformCase *c : m_lstSelected)
         std::printf("%-16s %s\n", qPrintable(c->id()), c->rule);
 }
 
 int KLumoConformSuite::run(KLumoConformReport &report)
 {
-    KLumoConformContext ctx(m_options);
+    KLumoConformContext ctx(m_oOptions);
     report.begin();
     QElapsedTimer all;
     all.start();
-    for (const KLumoConformCase *c : m_selected) {
+    for (const KLumoConformCase *c : m_lstSelected) {
         KLumoConformResult r;
         r.id = c->id();
         r.group = QLatin1String(c->group);

@@ -29,7 +29,7 @@ class KLumoConformSuite
 {
 public:
     explicit KLumoConformSuite(const KLumoConformOptions &options)
-        : m_options(options)
+        : m_oOptions(options)
     { }
 
     static const std::vector<KLumoConformCase> &cases();
@@ -43,8 +43,8 @@ public:
     int run(KLumoConformReport &report);
 
 private:
-    const KLumoConformOptions &m_options;
-    std::vector<const KLumoConformCase *> m_selected;
+    const KLumoConformOptions &m_oOptions;
+    std::vector<const KLumoConformCase *> m_lstSelected;
 };
 
 } // namespace ofx::lumo

@@ -29,27 +29,27 @@ std::string parentPath(const std::string &path)
 
 KLumoArgumentEditor::KLumoArgumentEditor(QWidget *parent)
     : QPlainTextEdit(parent)
-    , m_message(new QLabel(parent))
+    , m_pMessage(new QLabel(parent))
 {
     setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     setLineWrapMode(QPlainTextEdit::NoWrap);
-    m_message->setWordWrap(true);
-    m_message->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    QPalette red = m_message->palette();
+    m_pMessage->setWordWrap(true);
+    m_pMessage->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    QPalette red = m_pMessage->palette();
     red.setColor(QPalette::WindowText, QColor(0xc6, 0x28, 0x28));
-    m_message->setPalette(red);
+    m_pMessage->setPalette(red);
     connect(this, &QPlainTextEdit::textChanged, this, [this] {
-        if (m_errorAt >= 0)
+        if (m_nErrorAt >= 0)
             clearError();
     });
 }
 
 bool KLumoArgumentEditor::parse(const std::string &root, KLumoJsonValue *out)
 {
-    m_utf8 = toPlainText().toStdString();
-    m_positions.clear();
-    KLumoJsonParser parser(m_utf8);
-    parser.recordPositions(root, &m_positions);
+    m_strUtf8 = toPlainText().toStdString();
+    m_lstPositions.clear();
+    KLumoJsonParser parser(m_strUtf8);
+    parser.recordPositions(root, &m_lstPositions);
     if (parser.parseDocument(*out)) {
         clearError();
         return true;
@@ -59,7 +59,7 @@ bool KLumoArgumentEditor::parse(const std::string &root, KLumoJsonValue *out)
     static const QRegularExpression offset(QStringLiteral(" at offset (\\d+)$"));
     const QRegularExpressionMatch m = offset.match(error);
     const int byte = m.hasMatch() ? m.captured(1).toInt() : 0;
-    markAt(QString::fromUtf8(m_utf8.data(), qMin(byte, int(m_utf8.size()))).size(),
+    markAt(QString::fromUtf8(m_strUtf8.data(), qMin(byte, int(m_strUtf8.size()))).size(),
            tr("Not JSON: %1").arg(error));
     return false;
 }
@@ -67,9 +67,9 @@ bool KLumoArgumentEditor::parse(const std::string &root, KLumoJsonValue *out)
 void KLumoArgumentEditor::showError(const QString &message, const std::string &path)
 {
     for (std::string p = parserSpelling(path); !p.empty(); p = parentPath(p)) {
-        for (const auto &pos : m_positions) {
+        for (const auto &pos : m_lstPositions) {
             if (pos.first == p) {
-                markAt(QString::fromUtf8(m_utf8.data(), int(pos.second)).size(), message);
+                markAt(QString::fromUtf8(m_strUtf8.data(), int(pos.second)).size(), message);
                 return;
             }
         }
@@ -79,7 +79,7 @@ void KLumoArgumentEditor::showError(const QString &message, const std::string &p
 
 void KLumoArgumentEditor::markAt(int position, const QString &message)
 {
-    m_errorAt = position;
+    m_nErrorAt = position;
     QTextCursor c(document());
     c.setPosition(qMin(position, document()->characterCount() - 1));
     setTextCursor(c);
@@ -94,14 +94,14 @@ void KLumoArgumentEditor::markAt(int position, const QString &message)
     s.format.setBackground(QColor(0xff, 0xeb, 0xee));
     setExtraSelections({s});
     ensureCursorVisible();
-    m_message->setText(tr("Line %1: %2").arg(c.blockNumber() + 1).arg(message));
+    m_pMessage->setText(tr("Line %1: %2").arg(c.blockNumber() + 1).arg(message));
 }
 
 void KLumoArgumentEditor::clearError()
 {
-    m_errorAt = -1;
+    m_nErrorAt = -1;
     setExtraSelections({});
-    m_message->clear();
+    m_pMessage->clear();
 }
 
 } // namespace ofx::lumo

@@ -25,7 +25,7 @@ public:
     explicit KLumoArgumentEditor(QWidget *parent = nullptr);
 
     // The message line shown below the editor; owned by the caller's layout.
-    QLabel *messageLabel() const { return m_message; }
+    QLabel *messageLabel() const { return m_pMessage; }
 
     // Parses the text as the value at @p root; false with the error shown.
     bool parse(const std::string &root, KLumoJsonValue *out);
@@ -34,15 +34,15 @@ public:
     void showError(const QString &message, const std::string &path);
     void clearError();
     // Character position of the last error shown; -1 when none.
-    int errorPosition() const { return m_errorAt; }
+    int errorPosition() const { return m_nErrorAt; }
 
 private:
     void markAt(int position, const QString &message);
 
-    QLabel *m_message;
-    std::vector<std::pair<std::string, size_t>> m_positions;
-    std::string m_utf8; // the text parsed last
-    int m_errorAt = -1;
+    QLabel *m_pMessage;
+    std::vector<std::pair<std::string, size_t>> m_lstPositions;
+    std::string m_strUtf8; // the text parsed last
+    int m_nErrorAt = -1;
 };
 
 } // namespace ofx::lumo

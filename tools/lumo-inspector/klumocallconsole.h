@@ -43,16 +43,16 @@ public:
     // Selects a method by the name a host calls it, or GenericRoute, and
     // fills the editor with a sample argument.
     bool selectMethod(const QString &name);
-    KLumoArgumentEditor *editor() const { return m_editor; }
+    KLumoArgumentEditor *editor() const { return m_pEditor; }
     // Sends what the editor holds; false (the error shown) when it does not check.
     bool send();
 
     // Time, method, outcome, milliseconds; a row per call, newest last.
-    QStandardItemModel *history() const { return m_history; }
+    QStandardItemModel *history() const { return m_pHistory; }
     QString resultText() const;
     QString outcomeText() const;
-    QListWidget *methodList() const { return m_methods; }
-    QLineEdit *search() const { return m_search; }
+    QListWidget *methodList() const { return m_pMethods; }
+    QLineEdit *search() const { return m_pSearch; }
 
 Q_SIGNALS:
     void callEnded(int historyRow);
@@ -67,15 +67,15 @@ private:
     void showHistoryRow(int row);
     void rerun(int row);
 
-    QLineEdit *m_search = nullptr;
-    QListWidget *m_methods = nullptr;
-    QPlainTextEdit *m_description = nullptr;
-    KLumoArgumentEditor *m_editor = nullptr;
-    QPushButton *m_send = nullptr;
-    QLabel *m_outcome = nullptr;
-    QPlainTextEdit *m_result = nullptr;
-    QStandardItemModel *m_history = nullptr;
-    QTableView *m_historyView = nullptr;
+    QLineEdit *m_pSearch = nullptr;
+    QListWidget *m_pMethods = nullptr;
+    QPlainTextEdit *m_pDescription = nullptr;
+    KLumoArgumentEditor *m_pEditor = nullptr;
+    QPushButton *m_pSend = nullptr;
+    QLabel *m_pOutcome = nullptr;
+    QPlainTextEdit *m_pResult = nullptr;
+    QStandardItemModel *m_pHistory = nullptr;
+    QTableView *m_pHistoryView = nullptr;
 };
 
 } // namespace ofx::lumo

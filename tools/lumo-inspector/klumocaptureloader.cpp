@@ -20,34 +20,34 @@ class KLumoCaptureReadJob : public QObject
 {
 public:
     KLumoCaptureReadJob(KLumoCaptureLoader *loader, const QStringList &paths, bool follow)
-        : m_loader(loader)
-        , m_generation(loader->m_generation)
-        , m_follow(follow)
+        : m_pLoader(loader)
+        , m_nGeneration(loader->m_nGeneration)
+        , m_bFollow(follow)
     {
         for (const QString &path : paths) {
-            m_sources.push_back(std::make_unique<KLumoTraceSource>());
-            m_sources.back()->path = path;
+            m_lstSources.push_back(std::make_unique<KLumoTraceSource>());
+            m_lstSources.back()->path = path;
         }
     }
 
     void start()
     {
-        for (const auto &s : m_sources) {
+        for (const auto &s : m_lstSources) {
             if (!s->open())
-                m_session.addDamage(*s, s->file.errorString());
-            else if (!m_follow && s->fetch(false) == KLumoTraceSource::Failed)
-                m_session.addDamage(*s, s->reader.error());
+                m_oSession.addDamage(*s, s->file.errorString());
+            else if (!m_bFollow && s->fetch(false) == KLumoTraceSource::Failed)
+                m_oSession.addDamage(*s, s->reader.error());
         }
-        if (!m_follow) {
+        if (!m_bFollow) {
             readMerged();
-            if (m_loader->m_cancel)
+            if (m_pLoader->m_bCancel)
                 return;
-            m_session.finish();
-            publish(std::make_shared<const KLumoCaptureSession>(std::move(m_session)), true);
+            m_oSession.finish();
+            publish(std::make_shared<const KLumoCaptureSession>(std::move(m_oSession)), true);
             return;
         }
         QStringList paths;
-        for (const auto &s : m_sources)
+        for (const auto &s : m_lstSources)
             paths << s->path;
         auto *watcher = new QFileSystemWatcher(paths, this);
         connect(watcher, &QFileSystemWatcher::fileChanged, this, [this] { readAppended(); });
@@ -56,8 +56,8 @@ public:
         auto *poll = new QTimer(this);
         connect(poll, &QTimer::timeout, this, [this] { readAppended(); });
         poll->start(1000);
-        m_publish.setSingleShot(true);
-        connect(&m_publish, &QTimer::timeout, this, [this] { publishCopy(); });
+        m_oPublish.setSingleShot(true);
+        connect(&m_oPublish, &QTimer::timeout, this, [this] { publishCopy(); });
         readAppended();
         publishCopy();
     }
@@ -67,17 +67,17 @@ private:
     {
         QElapsedTimer clock;
         clock.start();
-        while (KLumoTraceSource *next = KLumoTraceSource::earliest(m_sources)) {
-            if (m_loader->m_cancel)
+        while (KLumoTraceSource *next = KLumoTraceSource::earliest(m_lstSources)) {
+            if (m_pLoader->m_bCancel)
                 return;
-            m_session.add(*next);
+            m_oSession.add(*next);
             if (next->fetch(false) == KLumoTraceSource::Failed)
-                m_session.addDamage(*next, next->reader.error());
-            if ((m_session.rowCount() & 1023) == 0 && clock.elapsed() >= 100) {
+                m_oSession.addDamage(*next, next->reader.error());
+            if ((m_oSession.rowCount() & 1023) == 0 && clock.elapsed() >= 100) {
                 clock.restart();
-                const qint64 frames = m_session.rowCount();
+                const qint64 frames = m_oSession.rowCount();
                 QMetaObject::invokeMethod(
-                    m_loader, [l = m_loader, g = m_generation, frames] { l->report(g, frames); },
+                    m_pLoader, [l = m_pLoader, g = m_nGeneration, frames] { l->report(g, frames); },
                     Qt::QueuedConnection);
             }
         }
@@ -87,50 +87,50 @@ private:
     void readAppended()
     {
         bool grew = false;
-        for (const auto &s : m_sources) {
+        for (const auto &s : m_lstSources) {
             if (s->state == KLumoTraceSource::Failed || !s->file.isOpen())
                 continue;
-            while (!m_loader->m_cancel && s->fetch(true) == KLumoTraceSource::Ready) {
-                m_session.add(*s);
+            while (!m_pLoader->m_bCancel && s->fetch(true) == KLumoTraceSource::Ready) {
+                m_oSession.add(*s);
                 grew = true;
             }
             if (s->state == KLumoTraceSource::Failed) {
-                m_session.addDamage(*s, s->reader.error());
+                m_oSession.addDamage(*s, s->reader.error());
                 grew = true;
             }
         }
-        if (grew && !m_publish.isActive())
-            m_publish.start(150);
+        if (grew && !m_oPublish.isActive())
+            m_oPublish.start(150);
     }
 
     void publishCopy()
     {
-        m_session.finish();
-        publish(std::make_shared<const KLumoCaptureSession>(m_session), false);
+        m_oSession.finish();
+        publish(std::make_shared<const KLumoCaptureSession>(m_oSession), false);
     }
 
     void publish(std::shared_ptr<const KLumoCaptureSession> session, bool complete)
     {
         QMetaObject::invokeMethod(
-            m_loader,
-            [l = m_loader, g = m_generation, session = std::move(session), complete] {
+            m_pLoader,
+            [l = m_pLoader, g = m_nGeneration, session = std::move(session), complete] {
                 l->deliver(g, session, complete);
             },
             Qt::QueuedConnection);
     }
 
-    KLumoCaptureLoader *const m_loader; // outlives the job: it waits for the thread
-    const int m_generation;
-    const bool m_follow;
-    std::vector<std::unique_ptr<KLumoTraceSource>> m_sources;
-    KLumoCaptureSession m_session;
-    QTimer m_publish {this};
+    KLumoCaptureLoader *const m_pLoader; // outlives the job: it waits for the thread
+    const int m_nGeneration;
+    const bool m_bFollow;
+    std::vector<std::unique_ptr<KLumoTraceSource>> m_lstSources;
+    KLumoCaptureSession m_oSession;
+    QTimer m_oPublish {this};
 };
 
 KLumoCaptureLoader::KLumoCaptureLoader(QObject *parent)
     : QObject(parent)
 {
-    m_thread.setObjectName(QStringLiteral("lumo-capture-loader"));
+    m_oThread.setObjectName(QStringLiteral("lumo-capture-loader"));
 }
 
 KLumoCaptureLoader::~KLumoCaptureLoader()
@@ -141,37 +141,37 @@ KLumoCaptureLoader::~KLumoCaptureLoader()
 void KLumoCaptureLoader::open(const QStringList &paths, bool follow)
 {
     stop();
-    m_cancel = false;
-    ++m_generation;
+    m_bCancel = false;
+    ++m_nGeneration;
     auto *job = new KLumoCaptureReadJob(this, paths, follow);
-    job->moveToThread(&m_thread);
-    connect(&m_thread, &QThread::started, job, &KLumoCaptureReadJob::start);
-    connect(&m_thread, &QThread::finished, job, &QObject::deleteLater);
-    m_thread.start();
+    job->moveToThread(&m_oThread);
+    connect(&m_oThread, &QThread::started, job, &KLumoCaptureReadJob::start);
+    connect(&m_oThread, &QThread::finished, job, &QObject::deleteLater);
+    m_oThread.start();
 }
 
 void KLumoCaptureLoader::stop()
 {
-    if (!m_thread.isRunning())
+    if (!m_oThread.isRunning())
         return;
-    m_cancel = true;
-    m_thread.quit();
-    m_thread.wait();
+    m_bCancel = true;
+    m_oThread.quit();
+    m_oThread.wait();
 }
 
 void KLumoCaptureLoader::deliver(int generation, std::shared_ptr<const KLumoCaptureSession> session,
                                  bool complete)
 {
-    if (generation != m_generation)
+    if (generation != m_nGeneration)
         return;
     if (complete)
-        m_thread.quit(); // nothing more to read; open() or the destructor waits for it
+        m_oThread.quit(); // nothing more to read; open() or the destructor waits for it
     Q_EMIT loaded(session, complete);
 }
 
 void KLumoCaptureLoader::report(int generation, qint64 frames)
 {
-    if (generation == m_generation)
+    if (generation == m_nGeneration)
         Q_EMIT progress(frames);
 }
 

@@ -45,9 +45,9 @@ private:
     void deliver(int generation, std::shared_ptr<const KLumoCaptureSession> session, bool complete);
     void report(int generation, qint64 frames);
 
-    QThread m_thread;
-    std::atomic<bool> m_cancel {false}; // read by the job between packets
-    int m_generation = 0;
+    QThread m_oThread;
+    std::atomic<bool> m_bCancel {false}; // read by the job between packets
+    int m_nGeneration = 0;
 };
 
 } // namespace ofx::lumo

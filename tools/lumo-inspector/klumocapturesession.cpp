@@ -19,47 +19,47 @@ QString duration(qint64 ns)
 void KLumoCaptureSession::add(KLumoTraceSource &source)
 {
     const KLumoTraceFrame frame =
-        KLumoTraceFrame::decode(source.packet, source.process(&m_summary));
+        KLumoTraceFrame::decode(source.packet, source.process(&m_oSummary));
     Row row;
     row.timeNs = frame.timeNs;
     row.process = frame.process;
-    row.index = m_summary.add(frame);
-    const int at = int(m_rows.size());
+    row.index = m_oSummary.add(frame);
+    const int at = int(m_lstRows.size());
     if (row.index < 0) {
         row.kind = Kind::Other;
     } else if (frame.isNotification()) {
         row.kind = Kind::Notification;
     } else {
         row.kind = frame.isCall() ? Kind::Call : Kind::Reply;
-        if (size_t(row.index) >= m_requestRow.size()) {
-            m_requestRow.resize(size_t(row.index) + 1, -1);
-            m_replyRow.resize(size_t(row.index) + 1, -1);
+        if (size_t(row.index) >= m_lstRequestRow.size()) {
+            m_lstRequestRow.resize(size_t(row.index) + 1, -1);
+            m_lstReplyRow.resize(size_t(row.index) + 1, -1);
         }
-        (frame.isCall() ? m_requestRow : m_replyRow)[size_t(row.index)] = at;
+        (frame.isCall() ? m_lstRequestRow : m_lstReplyRow)[size_t(row.index)] = at;
     }
-    m_rows.push_back(row);
-    m_packets.push_back(std::move(source.packet));
+    m_lstRows.push_back(row);
+    m_lstPackets.push_back(std::move(source.packet));
 }
 
 void KLumoCaptureSession::addDamage(const KLumoTraceSource &source, const QString &message)
 {
     Damage d {source.path, message, 0};
     for (const auto &p : source.processes) {
-        for (const Row &r : m_rows)
+        for (const Row &r : m_lstRows)
             d.frames += r.process == p.second;
     }
     Row row;
-    row.timeNs = m_rows.empty() ? 0 : m_rows.back().timeNs;
+    row.timeNs = m_lstRows.empty() ? 0 : m_lstRows.back().timeNs;
     row.kind = Kind::Damage;
-    row.index = int(m_damages.size());
-    m_damages.push_back(d);
-    m_rows.push_back(row);
-    m_packets.emplace_back();
+    row.index = int(m_lstDamages.size());
+    m_lstDamages.push_back(d);
+    m_lstRows.push_back(row);
+    m_lstPackets.emplace_back();
 }
 
 int KLumoCaptureSession::partner(int row) const
 {
-    const Row &r = m_rows[size_t(row)];
+    const Row &r = m_lstRows[size_t(row)];
     if (r.kind == Kind::Call)
         return replyRow(r.index);
     if (r.kind == Kind::Reply)
@@ -69,45 +69,45 @@ int KLumoCaptureSession::partner(int row) const
 
 std::string KLumoCaptureSession::frameJson(int row) const
 {
-    const Row &r = m_rows[size_t(row)];
+    const Row &r = m_lstRows[size_t(row)];
     if (r.kind == Kind::Damage)
         return {};
-    const KLumoCaptureReader::Packet &p = m_packets[size_t(row)];
+    const KLumoCaptureReader::Packet &p = m_lstPackets[size_t(row)];
     KLumoJsonValue json = KLumoTraceFrame::decode(p, r.process)
-                              .toJson(m_summary.processes()[size_t(r.process)].description);
+                              .toJson(m_oSummary.processes()[size_t(r.process)].description);
     json.insert("offset", int64_t(p.offset));
     return json.serialize(2);
 }
 
 bool KLumoCaptureSession::failed(int row) const
 {
-    const Row &r = m_rows[size_t(row)];
-    return r.kind == Kind::Reply && m_summary.calls()[size_t(r.index)].failed;
+    const Row &r = m_lstRows[size_t(row)];
+    return r.kind == Kind::Reply && m_oSummary.calls()[size_t(r.index)].failed;
 }
 
 bool KLumoCaptureSession::unanswered(int row) const
 {
-    const Row &r = m_rows[size_t(row)];
-    return r.kind == Kind::Call && m_summary.calls()[size_t(r.index)].endNs < 0;
+    const Row &r = m_lstRows[size_t(row)];
+    return r.kind == Kind::Call && m_oSummary.calls()[size_t(r.index)].endNs < 0;
 }
 
 QString KLumoCaptureSession::label(int row) const
 {
-    const Row &r = m_rows[size_t(row)];
+    const Row &r = m_lstRows[size_t(row)];
     switch (r.kind) {
     case Kind::Damage: {
-        const Damage &d = m_damages[size_t(r.index)];
+        const Damage &d = m_lstDamages[size_t(r.index)];
         return d.path + QLatin1String(": ") + d.message;
     }
     case Kind::Notification:
-        return QString::fromStdString(m_summary.notifications()[size_t(r.index)].method);
+        return QString::fromStdString(m_oSummary.notifications()[size_t(r.index)].method);
     case Kind::Other:
         return QStringLiteral("(frame of unknown direction)");
     case Kind::Call:
     case Kind::Reply:
         break;
     }
-    const KLumoTraceSummary::Call &c = m_summary.calls()[size_t(r.index)];
+    const KLumoTraceSummary::Call &c = m_oSummary.calls()[size_t(r.index)];
     const QString method = QString::fromStdString(c.method);
     if (r.kind == Kind::Call)
         return c.endNs < 0 ? method + QLatin1String("  (no reply)") : method;

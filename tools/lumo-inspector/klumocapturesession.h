@@ -45,17 +45,17 @@ public:
     // Marks where @p source stopped, after what it gave.
     void addDamage(const KLumoTraceSource &source, const QString &message);
     // Computes the statistics of what was added so far.
-    void finish() { m_stats = m_summary.stats(); }
+    void finish() { m_oStats = m_oSummary.stats(); }
 
-    const std::vector<Row> &rows() const { return m_rows; }
-    const KLumoTraceSummary &summary() const { return m_summary; }
-    const std::vector<Damage> &damages() const { return m_damages; }
+    const std::vector<Row> &rows() const { return m_lstRows; }
+    const KLumoTraceSummary &summary() const { return m_oSummary; }
+    const std::vector<Damage> &damages() const { return m_lstDamages; }
     // KLumoTraceSummary::stats() as of the last finish().
-    const KLumoJsonValue &stats() const { return m_stats; }
-    int rowCount() const { return int(m_rows.size()); }
+    const KLumoJsonValue &stats() const { return m_oStats; }
+    int rowCount() const { return int(m_lstRows.size()); }
     // The rows of a call's request and reply; -1 when not in the capture.
-    int requestRow(int call) const { return m_requestRow[size_t(call)]; }
-    int replyRow(int call) const { return m_replyRow[size_t(call)]; }
+    int requestRow(int call) const { return m_lstRequestRow[size_t(call)]; }
+    int replyRow(int call) const { return m_lstReplyRow[size_t(call)]; }
     // The row a call or reply row is paired with, or -1.
     int partner(int row) const;
 
@@ -70,12 +70,12 @@ public:
     bool unanswered(int row) const;
 
 private:
-    std::vector<Row> m_rows;
-    std::vector<KLumoCaptureReader::Packet> m_packets; // by row; empty for damage
-    std::vector<int> m_requestRow, m_replyRow; // by call
-    std::vector<Damage> m_damages;
-    KLumoTraceSummary m_summary;
-    KLumoJsonValue m_stats;
+    std::vector<Row> m_lstRows;
+    std::vector<KLumoCaptureReader::Packet> m_lstPackets; // by row; empty for damage
+    std::vector<int> m_lstRequestRow, m_lstReplyRow; // by call
+    std::vector<Damage> m_lstDamages;
+    KLumoTraceSummary m_oSummary;
+    KLumoJsonValue m_oStats;
 };
 
 } // namespace ofx::lumo

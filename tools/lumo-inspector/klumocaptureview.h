@@ -36,10 +36,10 @@ public:
     // Asks for files and opens them.
     void chooseFiles(bool follow);
 
-    KLumoSequenceChart *chart() const { return m_chart; }
-    KLumoStatsModel *methodStats() const { return m_methods; }
-    QTableView *methodTable() const { return m_methodView; }
-    KLumoLatencyHistogram *histogram() const { return m_histogram; }
+    KLumoSequenceChart *chart() const { return m_pChart; }
+    KLumoStatsModel *methodStats() const { return m_pMethods; }
+    QTableView *methodTable() const { return m_pMethodView; }
+    KLumoLatencyHistogram *histogram() const { return m_pHistogram; }
     QString bannerText() const;
     QString frameText() const;
 
@@ -51,18 +51,18 @@ private:
     void showFrame(int row);
     void showMethod(const QString &method);
 
-    KLumoCaptureLoader *m_loader;
-    std::shared_ptr<const KLumoCaptureSession> m_session;
-    QStringList m_paths;
-    QLabel *m_status = nullptr;
-    QLabel *m_banner = nullptr;
-    KLumoSequenceChart *m_chart = nullptr;
-    KLumoStatsModel *m_methods = nullptr;
-    KLumoStatsModel *m_notes = nullptr;
-    QSortFilterProxyModel *m_methodsSorted = nullptr;
-    QTableView *m_methodView = nullptr;
-    KLumoLatencyHistogram *m_histogram = nullptr;
-    QPlainTextEdit *m_frame = nullptr;
+    KLumoCaptureLoader *m_pLoader;
+    std::shared_ptr<const KLumoCaptureSession> m_pSession;
+    QStringList m_lstPaths;
+    QLabel *m_pStatus = nullptr;
+    QLabel *m_pBanner = nullptr;
+    KLumoSequenceChart *m_pChart = nullptr;
+    KLumoStatsModel *m_pMethods = nullptr;
+    KLumoStatsModel *m_pNotes = nullptr;
+    QSortFilterProxyModel *m_pMethodsSorted = nullptr;
+    QTableView *m_pMethodView = nullptr;
+    KLumoLatencyHistogram *m_pHistogram = nullptr;
+    QPlainTextEdit *m_pFrame = nullptr;
 };
 
 } // namespace ofx::lumo

@@ -17,28 +17,28 @@ namespace ofx::lumo {
 
 KLumoInspectorWindow::KLumoInspectorWindow(QWidget *parent)
     : QMainWindow(parent)
-    , m_tabs(new QTabWidget(this))
-    , m_live(new KLumoLiveView(m_tabs))
-    , m_console(new KLumoCallConsole(m_tabs))
-    , m_capture(new KLumoCaptureView(m_tabs))
+    , m_pTabs(new QTabWidget(this))
+    , m_pLive(new KLumoLiveView(m_pTabs))
+    , m_pConsole(new KLumoCallConsole(m_pTabs))
+    , m_pCapture(new KLumoCaptureView(m_pTabs))
 {
     setWindowTitle(tr("lumo inspector"));
-    m_tabs->addTab(m_live, tr("Live"));
-    m_tabs->addTab(m_console, tr("Calls"));
-    m_tabs->addTab(m_capture, tr("Capture"));
-    setCentralWidget(m_tabs);
+    m_pTabs->addTab(m_pLive, tr("Live"));
+    m_pTabs->addTab(m_pConsole, tr("Calls"));
+    m_pTabs->addTab(m_pCapture, tr("Capture"));
+    setCentralWidget(m_pTabs);
 
     QMenu *file = menuBar()->addMenu(tr("&File"));
     QAction *open = file->addAction(tr("&Open capture…"));
     open->setShortcut(QKeySequence::Open);
     connect(open, &QAction::triggered, this, [this] {
         showTab(Capture);
-        m_capture->chooseFiles(false);
+        m_pCapture->chooseFiles(false);
     });
     QAction *follow = file->addAction(tr("&Follow capture…"));
     connect(follow, &QAction::triggered, this, [this] {
         showTab(Capture);
-        m_capture->chooseFiles(true);
+        m_pCapture->chooseFiles(true);
     });
     file->addSeparator();
     QAction *quit = file->addAction(tr("&Quit"));
@@ -52,12 +52,12 @@ KLumoInspectorWindow::~KLumoInspectorWindow() = default;
 
 void KLumoInspectorWindow::attach(QObject *events)
 {
-    m_live->attach(events);
+    m_pLive->attach(events);
 }
 
 void KLumoInspectorWindow::showTab(Tab tab)
 {
-    m_tabs->setCurrentIndex(int(tab));
+    m_pTabs->setCurrentIndex(int(tab));
 }
 
 } // namespace ofx::lumo

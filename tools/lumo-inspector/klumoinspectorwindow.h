@@ -27,15 +27,15 @@ public:
     void attach(QObject *events);
     void showTab(Tab tab);
 
-    KLumoLiveView *liveView() const { return m_live; }
-    KLumoCallConsole *callConsole() const { return m_console; }
-    KLumoCaptureView *captureView() const { return m_capture; }
+    KLumoLiveView *liveView() const { return m_pLive; }
+    KLumoCallConsole *callConsole() const { return m_pConsole; }
+    KLumoCaptureView *captureView() const { return m_pCapture; }
 
 private:
-    QTabWidget *m_tabs;
-    KLumoLiveView *m_live;
-    KLumoCallConsole *m_console;
-    KLumoCaptureView *m_capture;
+    QTabWidget *m_pTabs;
+    KLumoLiveView *m_pLive;
+    KLumoCallConsole *m_pConsole;
+    KLumoCaptureView *m_pCapture;
 };
 
 } // namespace ofx::lumo

@@ -24,7 +24,7 @@ public:
     // @p latenciesNs sorted; @p p50Ms and @p p99Ms as the statistics give them.
     void setLatencies(const QString &method, std::vector<qint64> latenciesNs, double p50Ms,
                       double p99Ms);
-    const QVector<int> &counts() const { return m_counts; }
+    const QVector<int> &counts() const { return m_lstCounts; }
 
     QSize sizeHint() const override { return QSize(420, 180); }
 
@@ -35,12 +35,12 @@ private:
     double position(double ns) const; // 0..1 along the axis
     double edge(int i) const; // the lower edge of bin @p i (BinCount: the end), in ns
 
-    QString m_method;
-    std::vector<qint64> m_latencies;
-    QVector<int> m_counts;
-    double m_low = 0, m_high = 0;
-    bool m_log = false;
-    double m_p50 = 0, m_p99 = 0; // ms
+    QString m_strMethod;
+    std::vector<qint64> m_lstLatencies;
+    QVector<int> m_lstCounts;
+    double m_fLow = 0, m_fHigh = 0;
+    bool m_bLog = false;
+    double m_fP50 = 0, m_p99 = 0; // ms
 };
 
 } // namespace ofx::lumo

@@ -60,8 +60,8 @@ QString valueText(const KLumoJsonValue &v)
 
 KLumoLiveView::KLumoLiveView(QWidget *parent)
     : QWidget(parent)
-    , m_log(new KLumoNotificationModel(this))
-    , m_filtered(new QSortFilterProxyModel(this))
+    , m_pLog(new KLumoNotificationModel(this))
+    , m_pFiltered(new QSortFilterProxyModel(this))
 {
     auto *left = new QWidget(this);
     auto *leftLayout = new QVBoxLayout(left);
@@ -75,49 +75,49 @@ KLumoLiveView::KLumoLiveView(QWidget *parent)
         auto *value = new QLabel(state);
         value->setTextInteractionFlags(Qt::TextSelectableByMouse);
         form->addRow(row.second, value);
-        m_state.insert(QLatin1String(row.first), value);
+        m_mapState.insert(QLatin1String(row.first), value);
     }
-    m_records = newTree(tr("Record"), left);
-    m_records->setRootIsDecorated(true);
+    m_pRecords = newTree(tr("Record"), left);
+    m_pRecords->setRootIsDecorated(true);
     auto *start = new QPushButton(tr("Start the service"), left);
     connect(start, &QPushButton::clicked, this, [] { LumoIpcStartLumoProcess(QString()); });
     leftLayout->addWidget(state);
-    leftLayout->addWidget(m_records, 1);
+    leftLayout->addWidget(m_pRecords, 1);
     leftLayout->addWidget(start);
 
     auto *right = new QWidget(this);
     auto *rightLayout = new QVBoxLayout(right);
     rightLayout->setContentsMargins(0, 0, 0, 0);
     auto *bar = new QHBoxLayout;
-    m_filter = new QLineEdit(right);
-    m_filter->setPlaceholderText(tr("Filter by signal or argument"));
-    m_filter->setClearButtonEnabled(true);
-    m_pause = new QPushButton(tr("Pause"), right);
-    m_pause->setCheckable(true);
+    m_pFilter = new QLineEdit(right);
+    m_pFilter->setPlaceholderText(tr("Filter by signal or argument"));
+    m_pFilter->setClearButtonEnabled(true);
+    m_pPause = new QPushButton(tr("Pause"), right);
+    m_pPause->setCheckable(true);
     auto *clear = new QPushButton(tr("Clear"), right);
-    bar->addWidget(m_filter, 1);
-    bar->addWidget(m_pause);
+    bar->addWidget(m_pFilter, 1);
+    bar->addWidget(m_pPause);
     bar->addWidget(clear);
-    m_filtered->setSourceModel(m_log);
-    m_filtered->setFilterKeyColumn(-1);
-    m_filtered->setFilterCaseSensitivity(Qt::CaseInsensitive);
-    m_view = new QTableView(right);
-    m_view->setModel(m_filtered);
-    m_view->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_view->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_view->verticalHeader()->hide();
-    m_view->setWordWrap(false); // compact JSON is one long word
-    m_view->horizontalHeader()->setStretchLastSection(true);
-    m_view->horizontalHeader()->setSectionResizeMode(KLumoNotificationModel::Time,
-                                                     QHeaderView::ResizeToContents);
-    m_view->setColumnWidth(KLumoNotificationModel::Signal, 260);
-    m_detail = new QPlainTextEdit(right);
-    m_detail->setReadOnly(true);
-    m_detail->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    m_detail->setPlaceholderText(tr("Select a signal to see it in full"));
+    m_pFiltered->setSourceModel(m_pLog);
+    m_pFiltered->setFilterKeyColumn(-1);
+    m_pFiltered->setFilterCaseSensitivity(Qt::CaseInsensitive);
+    m_pView = new QTableView(right);
+    m_pView->setModel(m_pFiltered);
+    m_pView->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_pView->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_pView->verticalHeader()->hide();
+    m_pView->setWordWrap(false); // compact JSON is one long word
+    m_pView->horizontalHeader()->setStretchLastSection(true);
+    m_pView->horizontalHeader()->setSectionResizeMode(KLumoNotificationModel::Time,
+                                                      QHeaderView::ResizeToContents);
+    m_pView->setColumnWidth(KLumoNotificationModel::Signal, 260);
+    m_pDetail = new QPlainTextEdit(right);
+    m_pDetail->setReadOnly(true);
+    m_pDetail->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_pDetail->setPlaceholderText(tr("Select a signal to see it in full"));
     auto *logSplit = new QSplitter(Qt::Vertical, right);
-    logSplit->addWidget(m_view);
-    logSplit->addWidget(m_detail);
+    logSplit->addWidget(m_pView);
+    logSplit->addWidget(m_pDetail);
     logSplit->setStretchFactor(0, 3);
     logSplit->setStretchFactor(1, 2);
     rightLayout->addLayout(bar);
@@ -131,19 +131,20 @@ KLumoLiveView::KLumoLiveView(QWidget *parent)
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(split);
 
-    connect(m_filter, &QLineEdit::textChanged, m_filtered,
+    connect(m_pFilter, &QLineEdit::textChanged, m_pFiltered,
             &QSortFilterProxyModel::setFilterFixedString);
-    connect(m_pause, &QPushButton::toggled, m_log, &KLumoNotificationModel::setPaused);
-    connect(m_pause, &QPushButton::toggled, this, [this] { updatePauseButton(m_log->heldBack()); });
-    connect(m_log, &KLumoNotificationModel::heldBackChanged, this,
+    connect(m_pPause, &QPushButton::toggled, m_pLog, &KLumoNotificationModel::setPaused);
+    connect(m_pPause, &QPushButton::toggled, this,
+            [this] { updatePauseButton(m_pLog->heldBack()); });
+    connect(m_pLog, &KLumoNotificationModel::heldBackChanged, this,
             &KLumoLiveView::updatePauseButton);
-    connect(clear, &QPushButton::clicked, m_log, &KLumoNotificationModel::clear);
-    connect(m_view->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+    connect(clear, &QPushButton::clicked, m_pLog, &KLumoNotificationModel::clear);
+    connect(m_pView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             &KLumoLiveView::showDetail);
     // New rows follow the end unless the user looks at an older one.
-    connect(m_log, &QAbstractItemModel::rowsInserted, this, [this] {
-        if (!m_view->selectionModel()->hasSelection())
-            m_view->scrollToBottom();
+    connect(m_pLog, &QAbstractItemModel::rowsInserted, this, [this] {
+        if (!m_pView->selectionModel()->hasSelection())
+            m_pView->scrollToBottom();
     });
     refresh();
 }
@@ -152,12 +153,12 @@ KLumoLiveView::~KLumoLiveView() = default;
 
 void KLumoLiveView::attach(QObject *events)
 {
-    m_monitor = std::make_unique<KLumoCtlMonitor>(
+    m_pMonitor = std::make_unique<KLumoCtlMonitor>(
         events, [this](const KLumoJsonValue &event) { onEvent(event); });
     // The service takes its lock and makes its socket in the temporary
     // folder: a change there may mean it started or stopped.
-    m_tempWatcher = new QFileSystemWatcher({QDir::tempPath()}, this);
-    connect(m_tempWatcher, &QFileSystemWatcher::directoryChanged, this, &KLumoLiveView::refresh);
+    m_pTempWatcher = new QFileSystemWatcher({QDir::tempPath()}, this);
+    connect(m_pTempWatcher, &QFileSystemWatcher::directoryChanged, this, &KLumoLiveView::refresh);
     refresh();
 }
 
@@ -165,10 +166,10 @@ void KLumoLiveView::onEvent(const KLumoJsonValue &event)
 {
     const KLumoJsonValue *name = event.find("signal");
     if (name && name->toString() == "SocketConnected")
-        m_connected = true;
+        m_bConnected = true;
     else if (name && name->toString() == "SocketDisConnected")
-        m_connected = false;
-    m_log->append(event);
+        m_bConnected = false;
+    m_pLog->append(event);
     // The library may apply what a signal announces a queued step later.
     refresh();
     QTimer::singleShot(0, this, &KLumoLiveView::refresh);
@@ -179,45 +180,46 @@ void KLumoLiveView::refresh()
     const bool running = LumoIpcCheckLumoRunning();
     const std::pair<QString, QString> rows[] = {
         {QStringLiteral("running"), running ? tr("yes") : tr("no")},
-        {QStringLiteral("connection"), m_connected ? tr("connected") : tr("not connected")},
+        {QStringLiteral("connection"), m_bConnected ? tr("connected") : tr("not connected")},
         {QStringLiteral("logged in"), LumoIpcCheckLumoLogined() ? tr("yes") : tr("no")},
         {QStringLiteral("server"), LumoIpcServerName()},
     };
     for (const auto &r : rows)
-        m_state.value(r.first)->setText(r.second);
+        m_mapState.value(r.first)->setText(r.second);
     for (const auto &record :
          {std::make_pair(QStringLiteral("login"), KLumoServiceState::login()),
           std::make_pair(QStringLiteral("company"), KLumoServiceState::company())}) {
-        QTreeWidgetItem *top = child(nullptr, m_records, record.first);
+        QTreeWidgetItem *top = child(nullptr, m_pRecords, record.first);
         top->setExpanded(true);
         for (const auto &m : record.second.members())
-            child(top, m_records, QString::fromStdString(m.first))->setText(1, valueText(m.second));
+            child(top, m_pRecords, QString::fromStdString(m.first))
+                ->setText(1, valueText(m.second));
     }
 }
 
 QString KLumoLiveView::state(const QString &name) const
 {
-    const QLabel *value = m_state.value(name);
+    const QLabel *value = m_mapState.value(name);
     return value ? value->text() : QString();
 }
 
 QString KLumoLiveView::recordField(const QString &path) const
 {
-    QTreeWidgetItem *top = child(nullptr, m_records, path.section(QLatin1Char('.'), 0, 0));
-    return child(top, m_records, path.section(QLatin1Char('.'), 1))->text(1);
+    QTreeWidgetItem *top = child(nullptr, m_pRecords, path.section(QLatin1Char('.'), 0, 0));
+    return child(top, m_pRecords, path.section(QLatin1Char('.'), 1))->text(1);
 }
 
 void KLumoLiveView::showDetail()
 {
-    const QModelIndex current = m_view->selectionModel()->currentIndex();
-    m_detail->setPlainText(m_log->detail(m_filtered->mapToSource(current).row()));
+    const QModelIndex current = m_pView->selectionModel()->currentIndex();
+    m_pDetail->setPlainText(m_pLog->detail(m_pFiltered->mapToSource(current).row()));
 }
 
 void KLumoLiveView::updatePauseButton(int held)
 {
-    m_pause->setText(held > 0                   ? tr("Resume (%1 held)").arg(held)
-                         : m_pause->isChecked() ? tr("Resume")
-                                                : tr("Pause"));
+    m_pPause->setText(held > 0                    ? tr("Resume (%1 held)").arg(held)
+                          : m_pPause->isChecked() ? tr("Resume")
+                                                  : tr("Pause"));
 }
 
 } // namespace ofx::lumo

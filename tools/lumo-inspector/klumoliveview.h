@@ -37,14 +37,14 @@ public:
     // Watches the library's event object (LumoIpcEventObject()).
     void attach(QObject *events);
 
-    KLumoNotificationModel *log() const { return m_log; }
-    QSortFilterProxyModel *filteredLog() const { return m_filtered; }
+    KLumoNotificationModel *log() const { return m_pLog; }
+    QSortFilterProxyModel *filteredLog() const { return m_pFiltered; }
     // What the state panel says, by row name ("running", "connection", ...).
     QString state(const QString &name) const;
     // The value the record panels show for a field ("login.userName").
     QString recordField(const QString &path) const;
-    QPlainTextEdit *detail() const { return m_detail; }
-    QTableView *logView() const { return m_view; }
+    QPlainTextEdit *detail() const { return m_pDetail; }
+    QTableView *logView() const { return m_pView; }
 
 private:
     void refresh();
@@ -52,17 +52,17 @@ private:
     void showDetail();
     void updatePauseButton(int held);
 
-    std::unique_ptr<KLumoCtlMonitor> m_monitor;
-    QFileSystemWatcher *m_tempWatcher = nullptr;
-    bool m_connected = false;
-    QMap<QString, QLabel *> m_state; // by row name
-    QTreeWidget *m_records = nullptr;
-    KLumoNotificationModel *m_log = nullptr;
-    QSortFilterProxyModel *m_filtered = nullptr;
-    QLineEdit *m_filter = nullptr;
-    QPushButton *m_pause = nullptr;
-    QTableView *m_view = nullptr;
-    QPlainTextEdit *m_detail = nullptr;
+    std::unique_ptr<KLumoCtlMonitor> m_pMonitor;
+    QFileSystemWatcher *m_pTempWatcher = nullptr;
+    bool m_bConnected = false;
+    QMap<QString, QLabel *> m_mapState; // by row name
+    QTreeWidget *m_pRecords = nullptr;
+    KLumoNotificationModel *m_pLog = nullptr;
+    QSortFilterProxyModel *m_pFiltered = nullptr;
+    QLineEdit *m_pFilter = nullptr;
+    QPushButton *m_pPause = nullptr;
+    QTableView *m_pView = nullptr;
+    QPlainTextEdit *m_pDetail = nullptr;
 };
 
 } // namespace ofx::lumo

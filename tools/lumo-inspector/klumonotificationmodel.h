@@ -27,7 +27,7 @@ public:
     // {"signal": NAME, "args": [...]}, as KLumoCtlMonitor hands it over.
     void append(const KLumoJsonValue &event);
     void setPaused(bool paused);
-    int heldBack() const { return int(m_held.size()); }
+    int heldBack() const { return int(m_lstHeld.size()); }
     void clear();
     // The entry in full, indented, with its time.
     QString detail(int row) const;
@@ -50,9 +50,9 @@ private:
     };
     void add(std::deque<Entry> entries);
 
-    std::deque<Entry> m_entries;
-    std::deque<Entry> m_held;
-    bool m_paused = false;
+    std::deque<Entry> m_lstEntries;
+    std::deque<Entry> m_lstHeld;
+    bool m_bPaused = false;
 };
 
 } // namespace ofx::lumo

@@ -48,34 +48,34 @@ KLumoSequenceChart::KLumoSequenceChart(QWidget *parent)
     : QAbstractScrollArea(parent)
 {
     const QFontMetrics fm(font());
-    m_rowHeight = fm.height() + 10;
-    m_headerHeight = fm.height() * 2 + 14;
-    m_timeWidth = fm.horizontalAdvance(QStringLiteral("+0000.000000 s")) + 16;
-    m_minLaneWidth = fm.horizontalAdvance(QLatin1Char('x')) * 26;
-    m_laneWidth = m_minLaneWidth;
+    m_nRowHeight = fm.height() + 10;
+    m_nHeaderHeight = fm.height() * 2 + 14;
+    m_nTimeWidth = fm.horizontalAdvance(QStringLiteral("+0000.000000 s")) + 16;
+    m_nMinLaneWidth = fm.horizontalAdvance(QLatin1Char('x')) * 26;
+    m_nLaneWidth = m_nMinLaneWidth;
     viewport()->setBackgroundRole(QPalette::Base);
     viewport()->setAutoFillBackground(true);
     setFocusPolicy(Qt::StrongFocus);
-    verticalScrollBar()->setSingleStep(m_rowHeight);
-    horizontalScrollBar()->setSingleStep(m_laneWidth / 8);
+    verticalScrollBar()->setSingleStep(m_nRowHeight);
+    horizontalScrollBar()->setSingleStep(m_nLaneWidth / 8);
 }
 
 KLumoSequenceChart::~KLumoSequenceChart() = default;
 
 QSize KLumoSequenceChart::sizeHint() const
 {
-    return QSize(m_timeWidth + m_laneWidth * 3, m_headerHeight + m_rowHeight * 20);
+    return QSize(m_nTimeWidth + m_nLaneWidth * 3, m_nHeaderHeight + m_nRowHeight * 20);
 }
 
 void KLumoSequenceChart::setSession(std::shared_ptr<const KLumoCaptureSession> session)
 {
     // A growing capture keeps its place, and follows the end when it was there.
     QScrollBar *v = verticalScrollBar();
-    const bool atEnd = m_session && v->value() == v->maximum();
-    const bool sameCapture = m_session && session && session->rowCount() >= m_session->rowCount();
-    m_session = std::move(session);
+    const bool atEnd = m_pSession && v->value() == v->maximum();
+    const bool sameCapture = m_pSession && session && session->rowCount() >= m_pSession->rowCount();
+    m_pSession = std::move(session);
     if (!sameCapture)
-        m_selected = -1;
+        m_nSelected = -1;
     updateScrollBars();
     if (atEnd && sameCapture)
         v->setValue(v->maximum());
@@ -84,25 +84,26 @@ void KLumoSequenceChart::setSession(std::shared_ptr<const KLumoCaptureSession> s
 
 int KLumoSequenceChart::laneCount() const
 {
-    return 1 + (m_session ? int(m_session->summary().processes().size()) : 0);
+    return 1 + (m_pSession ? int(m_pSession->summary().processes().size()) : 0);
 }
 
 double KLumoSequenceChart::laneX(int lane) const
 {
-    return m_timeWidth + m_laneWidth * (lane + 0.5);
+    return m_nTimeWidth + m_nLaneWidth * (lane + 0.5);
 }
 
 void KLumoSequenceChart::updateScrollBars()
 {
-    const int rows = m_session ? m_session->rowCount() : 0;
+    const int rows = m_pSession ? m_pSession->rowCount() : 0;
     const QSize view = viewport()->size();
     // Lanes share the width there is, and scroll sideways below their minimum.
-    m_laneWidth = qMax(m_minLaneWidth, (view.width() - m_timeWidth) / laneCount());
+    m_nLaneWidth = qMax(m_nMinLaneWidth, (view.width() - m_nTimeWidth) / laneCount());
     verticalScrollBar()->setPageStep(view.height());
-    verticalScrollBar()->setRange(0, qMax(0, m_headerHeight + rows * m_rowHeight - view.height()));
+    verticalScrollBar()->setRange(0,
+                                  qMax(0, m_nHeaderHeight + rows * m_nRowHeight - view.height()));
     horizontalScrollBar()->setPageStep(view.width());
     horizontalScrollBar()->setRange(
-        0, qMax(0, m_timeWidth + laneCount() * m_laneWidth - view.width()));
+        0, qMax(0, m_nTimeWidth + laneCount() * m_nLaneWidth - view.width()));
 }
 
 void KLumoSequenceChart::resizeEvent(QResizeEvent *event)
@@ -114,12 +115,12 @@ void KLumoSequenceChart::resizeEvent(QResizeEvent *event)
 KLumoSequenceChart::Arrow KLumoSequenceChart::arrow(int row) const
 {
     Arrow a;
-    const KLumoCaptureSession::Row &r = m_session->rows()[size_t(row)];
-    a.label = m_session->label(row);
-    const double y = m_headerHeight + (row + 0.5) * m_rowHeight + m_rowHeight * 0.15;
+    const KLumoCaptureSession::Row &r = m_pSession->rows()[size_t(row)];
+    a.label = m_pSession->label(row);
+    const double y = m_nHeaderHeight + (row + 0.5) * m_nRowHeight + m_nRowHeight * 0.15;
     if (r.kind == Kind::Damage) {
         a.style = Style::Damage;
-        a.line = QLineF(m_timeWidth, y, m_timeWidth + laneCount() * m_laneWidth, y);
+        a.line = QLineF(m_nTimeWidth, y, m_nTimeWidth + laneCount() * m_nLaneWidth, y);
         return a;
     }
     const double service = laneX(0), host = laneX(1 + r.process);
@@ -127,10 +128,10 @@ KLumoSequenceChart::Arrow KLumoSequenceChart::arrow(int row) const
     a.line = out ? QLineF(host, y, service, y) : QLineF(service, y, host, y);
     switch (r.kind) {
     case Kind::Call:
-        a.style = m_session->unanswered(row) ? Style::Unanswered : Style::Call;
+        a.style = m_pSession->unanswered(row) ? Style::Unanswered : Style::Call;
         break;
     case Kind::Reply:
-        a.style = m_session->failed(row) ? Style::Failed : Style::Reply;
+        a.style = m_pSession->failed(row) ? Style::Failed : Style::Reply;
         break;
     case Kind::Notification:
         a.style = Style::Notification;
@@ -148,25 +149,25 @@ void KLumoSequenceChart::paintEvent(QPaintEvent *)
     const int dx = horizontalScrollBar()->value(), dy = verticalScrollBar()->value();
     const QRect view = viewport()->rect();
     p.translate(-dx, 0);
-    const int first = qMax(0, dy / m_rowHeight);
+    const int first = qMax(0, dy / m_nRowHeight);
     const int last =
-        m_session ? qMin(m_session->rowCount() - 1, (dy + view.height()) / m_rowHeight) : -1;
-    const auto top = [&](int row) { return m_headerHeight + row * m_rowHeight - dy; };
+        m_pSession ? qMin(m_pSession->rowCount() - 1, (dy + view.height()) / m_nRowHeight) : -1;
+    const auto top = [&](int row) { return m_nHeaderHeight + row * m_nRowHeight - dy; };
     p.save();
-    p.setClipRect(QRect(dx, m_headerHeight, view.width(), view.height()));
+    p.setClipRect(QRect(dx, m_nHeaderHeight, view.width(), view.height()));
     // Bottom up: the rows' bands, the lanes, the selected call joined to its
     // reply along the host's lane, then arrows and words over all of them.
     for (int row = first; row <= last; ++row)
         paintBand(p, row, top(row));
     p.setPen(QPen(palette().color(QPalette::Mid), 1, Qt::DashLine));
     for (int lane = 0; lane < laneCount(); ++lane)
-        p.drawLine(QPointF(laneX(lane), m_headerHeight), QPointF(laneX(lane), view.height()));
-    const int partner = m_selected >= 0 ? m_session->partner(m_selected) : -1;
+        p.drawLine(QPointF(laneX(lane), m_nHeaderHeight), QPointF(laneX(lane), view.height()));
+    const int partner = m_nSelected >= 0 ? m_pSession->partner(m_nSelected) : -1;
     if (partner >= 0) {
-        const double x = laneX(1 + m_session->rows()[size_t(m_selected)].process) + 8;
+        const double x = laneX(1 + m_pSession->rows()[size_t(m_nSelected)].process) + 8;
         p.setPen(QPen(palette().color(QPalette::Highlight), 2));
-        p.drawLine(QPointF(x, top(m_selected) + m_rowHeight / 2.0),
-                   QPointF(x, top(partner) + m_rowHeight / 2.0));
+        p.drawLine(QPointF(x, top(m_nSelected) + m_nRowHeight / 2.0),
+                   QPointF(x, top(partner) + m_nRowHeight / 2.0));
     }
     for (int row = first; row <= last; ++row)
         paintRow(p, row, top(row));
@@ -178,24 +179,24 @@ void KLumoSequenceChart::paintHeader(QPainter &p)
 {
     const QFontMetrics fm(font());
     const int dx = horizontalScrollBar()->value();
-    p.fillRect(QRect(dx, 0, viewport()->width(), m_headerHeight), palette().window());
+    p.fillRect(QRect(dx, 0, viewport()->width(), m_nHeaderHeight), palette().window());
     p.setPen(palette().color(QPalette::Mid));
-    p.drawLine(dx, m_headerHeight - 1, dx + viewport()->width(), m_headerHeight - 1);
+    p.drawLine(dx, m_nHeaderHeight - 1, dx + viewport()->width(), m_nHeaderHeight - 1);
     p.setPen(palette().color(QPalette::WindowText));
-    p.drawText(QRect(dx + 6, 0, m_timeWidth - 6, m_headerHeight), Qt::AlignLeft | Qt::AlignVCenter,
-               tr("time"));
+    p.drawText(QRect(dx + 6, 0, m_nTimeWidth - 6, m_nHeaderHeight),
+               Qt::AlignLeft | Qt::AlignVCenter, tr("time"));
     for (int lane = 0; lane < laneCount(); ++lane) {
         QString title = tr("service");
         QString detail = tr("lumo");
         if (lane > 0) {
             // "<application> (pid <pid>)": the application above its pid.
-            const QString d = m_session->summary().processes()[size_t(lane - 1)].description;
+            const QString d = m_pSession->summary().processes()[size_t(lane - 1)].description;
             const int cut = d.lastIndexOf(QLatin1String(" ("));
             title = cut > 0 ? d.left(cut) : d;
             detail = cut > 0 ? d.mid(cut + 2).chopped(1) : QString();
         }
-        const QRectF box(laneX(lane) - m_laneWidth / 2.0 + 4, 4, m_laneWidth - 8,
-                         m_headerHeight - 8);
+        const QRectF box(laneX(lane) - m_nLaneWidth / 2.0 + 4, 4, m_nLaneWidth - 8,
+                         m_nHeaderHeight - 8);
         QFont bold = font();
         bold.setBold(true);
         p.setFont(bold);
@@ -209,10 +210,10 @@ void KLumoSequenceChart::paintHeader(QPainter &p)
 
 void KLumoSequenceChart::paintBand(QPainter &p, int row, int y)
 {
-    const QRect band(horizontalScrollBar()->value(), y, viewport()->width(), m_rowHeight);
-    if (row == m_selected)
+    const QRect band(horizontalScrollBar()->value(), y, viewport()->width(), m_nRowHeight);
+    if (row == m_nSelected)
         p.fillRect(band, palette().highlight().color().lighter(170));
-    else if (m_selected >= 0 && row == m_session->partner(m_selected))
+    else if (m_nSelected >= 0 && row == m_pSession->partner(m_nSelected))
         p.fillRect(band, palette().highlight().color().lighter(190));
     else if (row % 2)
         p.fillRect(band, palette().alternateBase());
@@ -221,19 +222,19 @@ void KLumoSequenceChart::paintBand(QPainter &p, int row, int y)
 void KLumoSequenceChart::paintRow(QPainter &p, int row, int y)
 {
     const QFontMetrics fm(font());
-    const KLumoCaptureSession::Row &r = m_session->rows()[size_t(row)];
+    const KLumoCaptureSession::Row &r = m_pSession->rows()[size_t(row)];
     p.setPen(palette().color(QPalette::Text));
-    const qint64 t0 = m_session->summary().firstNs();
-    p.drawText(QRect(6, y, m_timeWidth - 10, m_rowHeight), Qt::AlignLeft | Qt::AlignVCenter,
+    const qint64 t0 = m_pSession->summary().firstNs();
+    p.drawText(QRect(6, y, m_nTimeWidth - 10, m_nRowHeight), Qt::AlignLeft | Qt::AlignVCenter,
                relativeTime(r.timeNs - qMax<qint64>(t0, 0)));
 
     Arrow a = arrow(row);
-    a.line.translate(0, y - (m_headerHeight + row * m_rowHeight));
+    a.line.translate(0, y - (m_nHeaderHeight + row * m_nRowHeight));
     const QColor c = colour(a.style);
     if (a.style == Style::Damage) {
-        p.fillRect(QRectF(m_timeWidth, y + 2, a.line.length(), m_rowHeight - 4), c.lighter(180));
+        p.fillRect(QRectF(m_nTimeWidth, y + 2, a.line.length(), m_nRowHeight - 4), c.lighter(180));
         p.setPen(c);
-        p.drawText(QRectF(m_timeWidth + 8, y, a.line.length() - 16, m_rowHeight),
+        p.drawText(QRectF(m_nTimeWidth + 8, y, a.line.length() - 16, m_nRowHeight),
                    Qt::AlignLeft | Qt::AlignVCenter,
                    fm.elidedText(a.label, Qt::ElideRight, int(a.line.length()) - 16));
         return;
@@ -258,32 +259,32 @@ void KLumoSequenceChart::paintRow(QPainter &p, int row, int y)
     p.setRenderHint(QPainter::Antialiasing, false);
     // The label sits above the arrow, centred on it; a row holds one arrow,
     // so a long label may reach past the arrow's ends.
-    const double room = laneCount() * m_laneWidth - 8;
+    const double room = laneCount() * m_nLaneWidth - 8;
     const QString label = fm.elidedText(a.label, Qt::ElideMiddle, int(room));
     const double w = fm.horizontalAdvance(label) + 2;
-    const double left = qBound(m_timeWidth + 4.0, (a.line.x1() + a.line.x2() - w) / 2,
-                               m_timeWidth + 4.0 + room - w);
+    const double left = qBound(m_nTimeWidth + 4.0, (a.line.x1() + a.line.x2() - w) / 2,
+                               m_nTimeWidth + 4.0 + room - w);
     p.setPen(a.style == Style::Call ? palette().color(QPalette::Text) : c);
     p.drawText(QRectF(left, y, w, a.line.y1() - y - 1), Qt::AlignHCenter | Qt::AlignBottom, label);
 }
 
 int KLumoSequenceChart::rowAt(int y) const
 {
-    if (!m_session || y < m_headerHeight)
+    if (!m_pSession || y < m_nHeaderHeight)
         return -1;
-    const int row = (y - m_headerHeight + verticalScrollBar()->value()) / m_rowHeight;
-    return row < m_session->rowCount() ? row : -1;
+    const int row = (y - m_nHeaderHeight + verticalScrollBar()->value()) / m_nRowHeight;
+    return row < m_pSession->rowCount() ? row : -1;
 }
 
 void KLumoSequenceChart::selectRow(int row)
 {
-    if (!m_session || row < 0 || row >= m_session->rowCount())
+    if (!m_pSession || row < 0 || row >= m_pSession->rowCount())
         return;
-    m_selected = row;
+    m_nSelected = row;
     // Keep the row in view.
     QScrollBar *v = verticalScrollBar();
-    const int top = row * m_rowHeight, bottom = top + m_rowHeight;
-    const int visible = viewport()->height() - m_headerHeight;
+    const int top = row * m_nRowHeight, bottom = top + m_nRowHeight;
+    const int visible = viewport()->height() - m_nHeaderHeight;
     if (top < v->value())
         v->setValue(top);
     else if (bottom > v->value() + visible)
@@ -301,40 +302,40 @@ void KLumoSequenceChart::mousePressEvent(QMouseEvent *event)
 
 void KLumoSequenceChart::keyPressEvent(QKeyEvent *event)
 {
-    if (!m_session || m_session->rowCount() == 0)
+    if (!m_pSession || m_pSession->rowCount() == 0)
         return QAbstractScrollArea::keyPressEvent(event);
-    const int page = qMax(1, (viewport()->height() - m_headerHeight) / m_rowHeight);
-    int row = m_selected;
+    const int page = qMax(1, (viewport()->height() - m_nHeaderHeight) / m_nRowHeight);
+    int row = m_nSelected;
     switch (event->key()) {
     case Qt::Key_Down:
-        row = m_selected + 1;
+        row = m_nSelected + 1;
         break;
     case Qt::Key_Up:
-        row = m_selected - 1;
+        row = m_nSelected - 1;
         break;
     case Qt::Key_PageDown:
-        row = m_selected + page;
+        row = m_nSelected + page;
         break;
     case Qt::Key_PageUp:
-        row = m_selected - page;
+        row = m_nSelected - page;
         break;
     case Qt::Key_Home:
         row = 0;
         break;
     case Qt::Key_End:
-        row = m_session->rowCount() - 1;
+        row = m_pSession->rowCount() - 1;
         break;
     case Qt::Key_Return:
     case Qt::Key_Enter:
         // To the other end of a call, if it has one.
-        row = m_selected >= 0 ? m_session->partner(m_selected) : -1;
+        row = m_nSelected >= 0 ? m_pSession->partner(m_nSelected) : -1;
         if (row < 0)
             return;
         break;
     default:
         return QAbstractScrollArea::keyPressEvent(event);
     }
-    selectRow(qBound(0, row, m_session->rowCount() - 1));
+    selectRow(qBound(0, row, m_pSession->rowCount() - 1));
 }
 
 } // namespace ofx::lumo

@@ -35,12 +35,12 @@ public:
     ~KLumoSequenceChart() override;
 
     void setSession(std::shared_ptr<const KLumoCaptureSession> session);
-    const KLumoCaptureSession *session() const { return m_session.get(); }
-    int selectedRow() const { return m_selected; }
+    const KLumoCaptureSession *session() const { return m_pSession.get(); }
+    int selectedRow() const { return m_nSelected; }
     void selectRow(int row);
     // What paintEvent draws for a row: the chart's words and geometry.
     Arrow arrow(int row) const;
-    int rowHeight() const { return m_rowHeight; }
+    int rowHeight() const { return m_nRowHeight; }
 
     QSize sizeHint() const override;
 
@@ -62,13 +62,13 @@ private:
     void paintBand(QPainter &p, int row, int y); // its background
     void paintRow(QPainter &p, int row, int y); // its time, arrow and label
 
-    std::shared_ptr<const KLumoCaptureSession> m_session;
-    int m_selected = -1;
-    int m_rowHeight = 24;
-    int m_headerHeight = 40;
-    int m_timeWidth = 110;
-    int m_laneWidth = 260;
-    int m_minLaneWidth = 260;
+    std::shared_ptr<const KLumoCaptureSession> m_pSession;
+    int m_nSelected = -1;
+    int m_nRowHeight = 24;
+    int m_nHeaderHeight = 40;
+    int m_nTimeWidth = 110;
+    int m_nLaneWidth = 260;
+    int m_nMinLaneWidth = 260;
 };
 
 } // namespace ofx::lumo

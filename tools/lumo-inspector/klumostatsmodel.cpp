@@ -6,21 +6,21 @@ namespace ofx::lumo {
 
 KLumoStatsModel::KLumoStatsModel(const char *list, QObject *parent)
     : QAbstractTableModel(parent)
-    , m_list(list)
+    , m_pList(list)
 { }
 
 void KLumoStatsModel::setStats(const KLumoJsonValue &stats)
 {
     beginResetModel();
-    const KLumoJsonValue *rows = stats.find(m_list);
-    m_rows = rows ? rows->elements() : KLumoJsonValue::Array();
+    const KLumoJsonValue *rows = stats.find(m_pList);
+    m_lstRows = rows ? rows->elements() : KLumoJsonValue::Array();
     endResetModel();
 }
 
 int KLumoStatsModel::rowOf(const QString &method) const
 {
-    for (size_t i = 0; i < m_rows.size(); ++i) {
-        if (m_rows[i].find("method")->toString() == method.toStdString())
+    for (size_t i = 0; i < m_lstRows.size(); ++i) {
+        if (m_lstRows[i].find("method")->toString() == method.toStdString())
             return int(i);
     }
     return -1;
@@ -28,8 +28,8 @@ int KLumoStatsModel::rowOf(const QString &method) const
 
 KLumoJsonValue KLumoStatsModel::value(int row, int column) const
 {
-    const KLumoTraceSummary::Column &c = KLumoTraceSummary::columns(m_list)[size_t(column)];
-    const KLumoJsonValue *v = m_rows[size_t(row)].find(c.key);
+    const KLumoTraceSummary::Column &c = KLumoTraceSummary::columns(m_pList)[size_t(column)];
+    const KLumoJsonValue *v = m_lstRows[size_t(row)].find(c.key);
     if (v && c.latency)
         v = v->isNull() ? nullptr : v->find(c.latency);
     return v ? *v : KLumoJsonValue();
@@ -37,19 +37,19 @@ KLumoJsonValue KLumoStatsModel::value(int row, int column) const
 
 double KLumoStatsModel::latency(int row, const char *which) const
 {
-    const KLumoJsonValue *l = m_rows[size_t(row)].find("latencyMs");
+    const KLumoJsonValue *l = m_lstRows[size_t(row)].find("latencyMs");
     const KLumoJsonValue *v = l && !l->isNull() ? l->find(which) : nullptr;
     return v ? v->toDouble() : 0;
 }
 
 int KLumoStatsModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : int(m_rows.size());
+    return parent.isValid() ? 0 : int(m_lstRows.size());
 }
 
 int KLumoStatsModel::columnCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : int(KLumoTraceSummary::columns(m_list).size());
+    return parent.isValid() ? 0 : int(KLumoTraceSummary::columns(m_pList).size());
 }
 
 QVariant KLumoStatsModel::data(const QModelIndex &index, int role) const
@@ -81,7 +81,7 @@ QVariant KLumoStatsModel::headerData(int section, Qt::Orientation orientation, i
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return {};
-    return QString::fromLatin1(KLumoTraceSummary::columns(m_list)[size_t(section)].title);
+    return QString::fromLatin1(KLumoTraceSummary::columns(m_pList)[size_t(section)].title);
 }
 
 } // namespace ofx::lumo

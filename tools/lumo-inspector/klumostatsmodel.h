@@ -32,8 +32,8 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    const char *m_list;
-    KLumoJsonValue::Array m_rows;
+    const char *m_pList;
+    KLumoJsonValue::Array m_lstRows;
 };
 
 } // namespace ofx::lumo

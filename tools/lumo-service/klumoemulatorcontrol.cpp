@@ -36,18 +36,18 @@ std::string stringMember(const KLumoJsonValue &command, const char *key)
 
 KLumoEmulatorControl::KLumoEmulatorControl(KLumoServiceEmulator *emulator, QObject *parent)
     : QObject(parent)
-    , m_emulator(emulator)
+    , m_pEmulator(emulator)
 {
-    connect(&m_server, &QLocalServer::newConnection, this, &KLumoEmulatorControl::onNewConnection);
+    connect(&m_oServer, &QLocalServer::newConnection, this, &KLumoEmulatorControl::onNewConnection);
 }
 
 bool KLumoEmulatorControl::listen(const QString &serverName, QString *error)
 {
     const QString name = emulatorControlName(serverName);
     QLocalServer::removeServer(name); // stale: the caller holds the service's main lock
-    m_server.setSocketOptions(QLocalServer::UserAccessOption);
-    if (!m_server.listen(name)) {
-        *error = QStringLiteral("cannot listen on %1: %2").arg(name, m_server.errorString());
+    m_oServer.setSocketOptions(QLocalServer::UserAccessOption);
+    if (!m_oServer.listen(name)) {
+        *error = QStringLiteral("cannot listen on %1: %2").arg(name, m_oServer.errorString());
         return false;
     }
     return true;
@@ -61,21 +61,21 @@ KLumoJsonValue KLumoEmulatorControl::execute(const KLumoJsonValue &command)
     std::string error;
     if (cmd == "status") {
         KLumoJsonValue v = success();
-        v.insert("server", m_emulator->fullServerName().toStdString());
-        v.insert("loggedIn", m_emulator->isLoggedIn());
-        v.insert("clients", m_emulator->clientCount());
-        v.insert("requests", int64_t(m_emulator->requestCount()));
+        v.insert("server", m_pEmulator->fullServerName().toStdString());
+        v.insert("loggedIn", m_pEmulator->isLoggedIn());
+        v.insert("clients", m_pEmulator->clientCount());
+        v.insert("requests", int64_t(m_pEmulator->requestCount()));
         v.insert("pid", int64_t(QCoreApplication::applicationPid()));
         return v;
     }
     if (cmd == "login") {
         const KLumoJsonValue *profile = command.find("profile");
-        if (!m_emulator->login(profile && !profile->isNull() ? profile : nullptr, &error))
+        if (!m_pEmulator->login(profile && !profile->isNull() ? profile : nullptr, &error))
             return failure(error);
         return success();
     }
     if (cmd == "logout") {
-        m_emulator->logout();
+        m_pEmulator->logout();
         return success();
     }
     if (cmd == "push") {
@@ -84,8 +84,8 @@ KLumoJsonValue KLumoEmulatorControl::execute(const KLumoJsonValue &command)
         const int64_t times = count && count->isInteger() ? count->toInteger() : 1;
         int n = 0;
         for (int64_t i = 0; i < times && n >= 0; ++i)
-            n = m_emulator->push(stringMember(command, "name"),
-                                 arg ? *arg : KLumoJsonValue::object(), &error);
+            n = m_pEmulator->push(stringMember(command, "name"),
+                                  arg ? *arg : KLumoJsonValue::object(), &error);
         if (n < 0)
             return failure(error);
         KLumoJsonValue v = success();
@@ -96,13 +96,13 @@ KLumoJsonValue KLumoEmulatorControl::execute(const KLumoJsonValue &command)
         const KLumoJsonValue *behaviour = command.find("behaviour");
         const KLumoJsonValue b = behaviour ? *behaviour : KLumoJsonValue::object();
         const bool ok = cmd == "reply"
-            ? m_emulator->scenario().setBehaviour(stringMember(command, "method"), b, &error)
-            : m_emulator->scenario().setGenericBehaviour(stringMember(command, "name"), b, &error);
+            ? m_pEmulator->scenario().setBehaviour(stringMember(command, "method"), b, &error)
+            : m_pEmulator->scenario().setGenericBehaviour(stringMember(command, "name"), b, &error);
         return ok ? success() : failure(error);
     }
     if (cmd == "stall") {
         const KLumoJsonValue *on = command.find("on");
-        m_emulator->setStalled(!on || on->toBool());
+        m_pEmulator->setStalled(!on || on->toBool());
         return success();
     }
     if (cmd == "raw") {
@@ -110,17 +110,17 @@ KLumoJsonValue KLumoEmulatorControl::execute(const KLumoJsonValue &command)
         const QByteArray bytes =
             QByteArray::fromHex(hex ? QByteArray::fromStdString(hex->toString()) : QByteArray());
         KLumoJsonValue v = success();
-        v.insert("clients", m_emulator->sendRaw(bytes));
+        v.insert("clients", m_pEmulator->sendRaw(bytes));
         return v;
     }
     if (cmd == "cut") {
         KLumoJsonValue v = success();
-        v.insert("clients", m_emulator->cutClients());
+        v.insert("clients", m_pEmulator->cutClients());
         return v;
     }
     if (cmd == "stop") {
         // Answer first; the emulator stops once this event is done.
-        QTimer::singleShot(0, m_emulator, &KLumoServiceEmulator::stop);
+        QTimer::singleShot(0, m_pEmulator, &KLumoServiceEmulator::stop);
         return success();
     }
     return failure("unknown command \"" + cmd
@@ -129,7 +129,7 @@ KLumoJsonValue KLumoEmulatorControl::execute(const KLumoJsonValue &command)
 
 void KLumoEmulatorControl::onNewConnection()
 {
-    while (QLocalSocket *s = m_server.nextPendingConnection()) {
+    while (QLocalSocket *s = m_oServer.nextPendingConnection()) {
         connect(s, &QLocalSocket::readyRead, this, [this, s] { onReadyRead(s); });
         connect(s, &QLocalSocket::disconnected, s, &QObject::deleteLater);
     }

@@ -50,8 +50,8 @@ private:
     void onNewConnection();
     void onReadyRead(QLocalSocket *socket);
 
-    KLumoServiceEmulator *m_emulator;
-    QLocalServer m_server;
+    KLumoServiceEmulator *m_pEmulator;
+    QLocalServer m_oServer;
 };
 
 } // namespace ofx::lumo

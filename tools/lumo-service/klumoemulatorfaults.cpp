@@ -51,7 +51,7 @@ bool KLumoEmulatorFaults::add(const QString &list, QString *error)
             *error = QStringLiteral("unknown fault \"%1\" (see --help)").arg(name);
             return false;
         }
-        m_set.set(size_t(i));
+        m_setActive.set(size_t(i));
     }
     return true;
 }

@@ -37,11 +37,11 @@ public:
     bool add(const QString &list, QString *error);
     bool has(Fault fault) const
     {
-        return m_set.test(size_t(fault));
+        return m_setActive.test(size_t(fault));
     }
     bool any() const
     {
-        return m_set.any();
+        return m_setActive.any();
     }
     // "  NAME  what it does" lines for --help.
     static QString help();
@@ -56,7 +56,7 @@ public:
     static std::string wrongResult(const jsonschema::Method &method, int32_t seqId);
 
 private:
-    std::bitset<Count> m_set;
+    std::bitset<Count> m_setActive;
 };
 
 } // namespace ofx::lumo

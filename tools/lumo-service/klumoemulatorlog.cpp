@@ -24,12 +24,12 @@ bool openLog(QFile *file, const QString &path, const char *what, QString *error)
 
 bool KLumoEmulatorLog::openRequests(const QString &path, QString *error)
 {
-    return openLog(&m_requests, path, "request", error);
+    return openLog(&m_oRequests, path, "request", error);
 }
 
 bool KLumoEmulatorLog::openFrames(const QString &path, QString *error)
 {
-    return openLog(&m_frames, path, "frame", error);
+    return openLog(&m_oFrames, path, "frame", error);
 }
 
 void KLumoEmulatorLog::write(QFile &file, const KLumoJsonValue &line)
@@ -41,17 +41,17 @@ void KLumoEmulatorLog::write(QFile &file, const KLumoJsonValue &line)
 
 void KLumoEmulatorLog::request(const std::string &method, const KLumoJsonValue &args)
 {
-    if (!m_requests.isOpen())
+    if (!m_oRequests.isOpen())
         return;
     KLumoJsonValue line = KLumoJsonValue::object();
     line.insert("method", method);
     line.insert("args", args.isNull() ? KLumoJsonValue::object() : args);
-    write(m_requests, line);
+    write(m_oRequests, line);
 }
 
 void KLumoEmulatorLog::frame(bool sent, quint32 seqId, const std::string &body)
 {
-    if (!m_frames.isOpen())
+    if (!m_oFrames.isOpen())
         return;
     KLumoJsonValue line = KLumoJsonValue::object();
     line.insert("frame", sent ? "sent" : "received");
@@ -70,7 +70,7 @@ void KLumoEmulatorLog::frame(bool sent, quint32 seqId, const std::string &body)
     } catch (const std::exception &e) {
         line.insert("error", e.what());
     }
-    write(m_frames, line);
+    write(m_oFrames, line);
 }
 
 } // namespace ofx::lumo

@@ -19,8 +19,8 @@ class KLumoEmulatorLog
 public:
     bool openRequests(const QString &path, QString *error);
     bool openFrames(const QString &path, QString *error);
-    bool logsRequests() const { return m_requests.isOpen(); }
-    bool logsFrames() const { return m_frames.isOpen(); }
+    bool logsRequests() const { return m_oRequests.isOpen(); }
+    bool logsFrames() const { return m_oFrames.isOpen(); }
 
     void request(const std::string &method, const KLumoJsonValue &args);
     void frame(bool sent, quint32 seqId, const std::string &body);
@@ -28,8 +28,8 @@ public:
 private:
     void write(QFile &file, const KLumoJsonValue &line);
 
-    QFile m_requests;
-    QFile m_frames;
+    QFile m_oRequests;
+    QFile m_oFrames;
 };
 
 } // namespace ofx::lumo

@@ -31,7 +31,7 @@ int genericResultType()
 } // namespace
 
 KLumoEmulatorScenario::KLumoEmulatorScenario()
-    : m_profile(defaultProfile())
+    : m_oProfile(defaultProfile())
 { }
 
 KLumoJsonValue KLumoEmulatorScenario::defaultProfile()
@@ -112,7 +112,7 @@ bool KLumoEmulatorScenario::setBehaviour(const std::string &method, const KLumoJ
             json, jsonschema::types[m->result].kind == jsonschema::Kind::Void ? -1 : m->result,
             "methods." + method, &b, error))
         return false;
-    m_methods[method] = std::move(b);
+    m_mapMethods[method] = std::move(b);
     return true;
 }
 
@@ -122,7 +122,7 @@ bool KLumoEmulatorScenario::setGenericBehaviour(const std::string &name, const K
     Behaviour b;
     if (!parseBehaviour(json, genericResultType(), "generic." + name, &b, error))
         return false;
-    m_generic[name] = std::move(b);
+    m_mapGeneric[name] = std::move(b);
     return true;
 }
 
@@ -137,22 +137,22 @@ const KLumoEmulatorScenario::Behaviour &noBehaviour()
 const KLumoEmulatorScenario::Behaviour &
 KLumoEmulatorScenario::behaviour(const std::string &method) const
 {
-    auto it = m_methods.find(method);
-    return it == m_methods.end() ? noBehaviour() : it->second;
+    auto it = m_mapMethods.find(method);
+    return it == m_mapMethods.end() ? noBehaviour() : it->second;
 }
 
 const KLumoEmulatorScenario::Behaviour &
 KLumoEmulatorScenario::genericBehaviour(const std::string &name) const
 {
-    auto it = m_generic.find(name);
-    return it == m_generic.end() ? noBehaviour() : it->second;
+    auto it = m_mapGeneric.find(name);
+    return it == m_mapGeneric.end() ? noBehaviour() : it->second;
 }
 
 bool KLumoEmulatorScenario::setProfile(const KLumoJsonValue &profile, std::string *error)
 {
     if (!fits(genericResultType(), profile, "login", error))
         return false;
-    m_profile = profile;
+    m_oProfile = profile;
     return true;
 }
 

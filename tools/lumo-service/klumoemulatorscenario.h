@@ -49,7 +49,7 @@ public:
     const Behaviour &genericBehaviour(const std::string &name) const;
 
     // A map<string,string> profile as getLoginInfo reports it.
-    const KLumoJsonValue &profile() const { return m_profile; }
+    const KLumoJsonValue &profile() const { return m_oProfile; }
     bool setProfile(const KLumoJsonValue &profile, std::string *error);
     static KLumoJsonValue defaultProfile();
 
@@ -57,9 +57,9 @@ private:
     static bool parseBehaviour(const KLumoJsonValue &json, int resultType, const std::string &where,
                                Behaviour *out, std::string *error);
 
-    std::map<std::string, Behaviour> m_methods;
-    std::map<std::string, Behaviour> m_generic;
-    KLumoJsonValue m_profile;
+    std::map<std::string, Behaviour> m_mapMethods;
+    std::map<std::string, Behaviour> m_mapGeneric;
+    KLumoJsonValue m_oProfile;
 };
 
 } // namespace ofx::lumo

@@ -145,19 +145,19 @@ bool KLumoCtl::waitUntil(const std::function<bool()> &done, int timeoutMs)
     connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
     if (timeoutMs >= 0)
         deadline.start(timeoutMs);
-    const std::function<void()> outer = std::exchange(m_recheck, [&] {
+    const std::function<void()> outer = std::exchange(m_fnRecheck, [&] {
         if (done())
             loop.quit();
     });
     loop.exec();
-    m_recheck = outer;
+    m_fnRecheck = outer;
     return done();
 }
 
 void KLumoCtl::recheckWait()
 {
-    if (m_recheck)
-        m_recheck();
+    if (m_fnRecheck)
+        m_fnRecheck();
 }
 
 bool KLumoCtl::connectService(int waitMs)
@@ -172,18 +172,18 @@ bool KLumoCtl::connectService(int waitMs)
     connect(events, SIGNAL(SocketDisConnected()), this, SLOT(onSocketDisConnected()),
             Qt::UniqueConnection);
     connect(events, SIGNAL(LoginStatusChange()), this, SLOT(recheckWait()), Qt::UniqueConnection);
-    return waitUntil([this] { return m_connected; }, waitMs);
+    return waitUntil([this] { return m_bConnected; }, waitMs);
 }
 
 void KLumoCtl::onSocketConnected()
 {
-    m_connected = true;
+    m_bConnected = true;
     recheckWait();
 }
 
 void KLumoCtl::onSocketDisConnected()
 {
-    m_connected = false;
+    m_bConnected = false;
     recheckWait();
 }
 

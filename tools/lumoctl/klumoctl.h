@@ -63,8 +63,8 @@ private:
     // limit) passes; done() is asked again on each recheckWait().
     bool waitUntil(const std::function<bool()> &done, int timeoutMs);
 
-    std::function<void()> m_recheck; // set while a wait runs
-    bool m_connected = false;
+    std::function<void()> m_fnRecheck; // set while a wait runs
+    bool m_bConnected = false;
 };
 
 } // namespace ofx::lumo

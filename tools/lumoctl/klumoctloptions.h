@@ -22,7 +22,7 @@ public:
     };
 
     explicit KLumoCtlOptions(QStringList args)
-        : m_args(std::move(args))
+        : m_lstArgs(std::move(args))
     { }
 
     // Takes "--name VALUE" out; @p out keeps its value when the option is
@@ -34,15 +34,15 @@ public:
     // --timeout S, --wait S and --pretty.
     bool takeCallOptions(Call *out);
 
-    QStringList &args() { return m_args; }
-    const QString &error() const { return m_error; }
+    QStringList &args() { return m_lstArgs; }
+    const QString &error() const { return m_strError; }
 
     // Seconds as the milliseconds a timer takes, saturated rather than wrapped.
     static int msecs(double seconds);
 
 private:
-    QStringList m_args;
-    QString m_error;
+    QStringList m_lstArgs;
+    QString m_strError;
 };
 
 } // namespace ofx::lumo

@@ -52,37 +52,37 @@ int KLumoTraceSummary::addProcess(const QString &description)
     p.description = description;
     static const QRegularExpression pid(QStringLiteral("\\(pid (\\d+)\\)$"));
     p.pid = pid.match(description).captured(1).toLongLong();
-    m_processes.push_back(p);
-    return int(m_processes.size()) - 1;
+    m_lstProcesses.push_back(p);
+    return int(m_lstProcesses.size()) - 1;
 }
 
 int KLumoTraceSummary::add(const KLumoTraceFrame &f)
 {
-    Process &p = m_processes.at(size_t(f.process));
+    Process &p = m_lstProcesses.at(size_t(f.process));
     p.lastNs = std::max(p.lastNs, f.timeNs);
-    if (m_firstNs < 0 || f.timeNs < m_firstNs)
-        m_firstNs = f.timeNs;
+    if (m_nFirstNs < 0 || f.timeNs < m_nFirstNs)
+        m_nFirstNs = f.timeNs;
     const std::string method = f.method.empty() ? "(undecodable)" : f.method;
     if (f.isNotification()) {
-        m_notifications.push_back({f.process, method, f.timeNs, f.bytes});
-        return int(m_notifications.size()) - 1;
+        m_lstNotifications.push_back({f.process, method, f.timeNs, f.bytes});
+        return int(m_lstNotifications.size()) - 1;
     }
     if (f.isCall()) {
-        m_pending[{f.process, f.seq}] = m_calls.size();
-        m_calls.push_back({f.process, method, f.seq, f.timeNs, -1, f.bytes, 0, false, f.error});
-        return int(m_calls.size()) - 1;
+        m_mapPending[{f.process, f.seq}] = m_lstCalls.size();
+        m_lstCalls.push_back({f.process, method, f.seq, f.timeNs, -1, f.bytes, 0, false, f.error});
+        return int(m_lstCalls.size()) - 1;
     }
     if (!f.isReply())
         return -1;
-    const auto it = m_pending.find({f.process, f.seq});
-    size_t index = m_calls.size();
-    if (it == m_pending.end()) {
-        m_calls.push_back({f.process, method, f.seq, -1, -1, 0, 0, false, {}});
+    const auto it = m_mapPending.find({f.process, f.seq});
+    size_t index = m_lstCalls.size();
+    if (it == m_mapPending.end()) {
+        m_lstCalls.push_back({f.process, method, f.seq, -1, -1, 0, 0, false, {}});
     } else {
         index = it->second;
-        m_pending.erase(it);
+        m_mapPending.erase(it);
     }
-    Call &c = m_calls[index];
+    Call &c = m_lstCalls[index];
     c.endNs = f.timeNs;
     c.bytesIn = f.bytes;
     c.failed = f.failed || !f.error.empty();
@@ -95,7 +95,7 @@ int KLumoTraceSummary::add(const KLumoTraceFrame &f)
 KLumoJsonValue KLumoTraceSummary::stats() const
 {
     KLumoJsonValue methods = KLumoJsonValue::array();
-    for (const auto &[name, r] : rows(m_calls)) {
+    for (const auto &[name, r] : rows(m_lstCalls)) {
         KLumoJsonValue row = KLumoJsonValue::object();
         row.insert("method", name);
         for (const auto &n :
@@ -114,7 +114,7 @@ KLumoJsonValue KLumoTraceSummary::stats() const
         methods.append(std::move(row));
     }
     std::map<std::string, std::pair<int64_t, int64_t>> counts; // count, bytes
-    for (const Notification &n : m_notifications) {
+    for (const Notification &n : m_lstNotifications) {
         ++counts[n.method].first;
         counts[n.method].second += n.bytes;
     }

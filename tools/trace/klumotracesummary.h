@@ -66,10 +66,10 @@ public:
     // notification it is; -1 for a frame that is neither.
     int add(const KLumoTraceFrame &frame);
 
-    const std::vector<Process> &processes() const { return m_processes; }
-    const std::vector<Call> &calls() const { return m_calls; }
-    const std::vector<Notification> &notifications() const { return m_notifications; }
-    qint64 firstNs() const { return m_firstNs; }
+    const std::vector<Process> &processes() const { return m_lstProcesses; }
+    const std::vector<Call> &calls() const { return m_lstCalls; }
+    const std::vector<Notification> &notifications() const { return m_lstNotifications; }
+    qint64 firstNs() const { return m_nFirstNs; }
 
     // {"methods": [{method, calls, replies, failures, unanswered, bytesOut,
     // bytesIn, latencyMs: {p50, p99, max}}...], "notifications": [{method,
@@ -81,11 +81,11 @@ public:
     static const std::vector<Column> &columns(const char *list);
 
 private:
-    std::vector<Process> m_processes;
-    std::vector<Call> m_calls;
-    std::vector<Notification> m_notifications;
-    std::map<std::pair<int, quint32>, size_t> m_pending; // (process, seq) -> index in m_calls
-    qint64 m_firstNs = -1;
+    std::vector<Process> m_lstProcesses;
+    std::vector<Call> m_lstCalls;
+    std::vector<Notification> m_lstNotifications;
+    std::map<std::pair<int, quint32>, size_t> m_mapPending; // (process, seq) -> index in m_lstCalls
+    qint64 m_nFirstNs = -1;
 };
 
 } // namespace ofx::lumo
