@@ -1,5 +1,6 @@
 #pragma once
 
+#include "klumoservicecodec.h"
 #include "lumoserviceglobal.h"
 
 #include "transport/klumoframereader.h"
@@ -14,6 +15,7 @@ class QSocketNotifier;
 
 namespace ofx::lumo {
 
+class KLumoReplyState;
 class KLumoServerCore;
 
 /**
@@ -40,6 +42,9 @@ public:
 
     // Writes @p frame after everything written before it.
     void send(const QByteArray &frame);
+    // Writes the reply to @p call, which @p write completes, encoded straight
+    // after everything written before it.
+    void sendReply(const KLumoReplyState &call, KLumoServiceCodec::Write write, const void *value);
     // Stops (or resumes) reading: what the client writes then waits in the kernel.
     void setReading(bool reading);
     // Ends the connection, logging @p why when it is not empty; the core
@@ -49,6 +54,7 @@ public:
 private:
     void onReadable();
     void flush();
+    void keepForNextAnswers(QByteArray &&memory);
 
     // KLumoFrameReader::Sink
     bool awaitsReply(quint32) override { return false; }
