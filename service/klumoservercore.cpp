@@ -106,8 +106,11 @@ void KLumoServerCore::close()
     if (m_pListener)
         m_pListener->close();
     // Closing removes the client from the map.
-    while (!m_mapClients.empty())
-        m_mapClients.begin()->second->close(QString());
+    while (!m_mapClients.empty()) {
+        KLumoServiceConnection *connection = m_mapClients.begin()->second;
+        connection->flush(); // what was sent before the close goes out
+        connection->close(QString());
+    }
     m_pLoginLock.reset();
     m_pMainLock.reset();
     m_pExistLock.reset();

@@ -132,14 +132,8 @@ void KLumoServiceConnection::send(const QByteArray &frame)
 {
     if (!isOpen())
         return;
-    if (m_bCorked) {
-        m_baOut += frame;
-        if (m_baOut.size() < GatherLimit)
-            return;
-    } else {
-        m_baOut = frame;
-    }
-    flush();
+    m_baOut += frame;
+    gathered();
 }
 
 void KLumoServiceConnection::sendReply(const KLumoReplyState &call, KLumoServiceCodec::Write write,
@@ -147,11 +141,28 @@ void KLumoServiceConnection::sendReply(const KLumoReplyState &call, KLumoService
 {
     if (!isOpen())
         return;
-    // Not corked, m_baOut is empty: the frame goes out alone at once.
     KLumoServiceCodec::appendReply(m_baOut, call.m_nFrameSeq, call.m_strMethod, call.m_nThriftSeq,
                                    write, value);
-    if (!m_bCorked || m_baOut.size() >= GatherLimit)
-        flush();
+    gathered();
+}
+
+void KLumoServiceConnection::gathered()
+{
+    if (m_baOut.size() >= GatherLimit)
+        return flush();
+    // Inside a read, the read's end writes. Outside one (pushes, answers
+    // given later), what this pass of the event loop sends goes out at its
+    // end in one write: a burst of pushes costs one system call, not one each.
+    if (m_bCorked || m_bFlushQueued)
+        return;
+    m_bFlushQueued = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_bFlushQueued = false;
+            flush();
+        },
+        Qt::QueuedConnection);
 }
 
 void KLumoServiceConnection::flush()

@@ -51,9 +51,14 @@ public:
     // forgets the client. Safe inside any callback of this connection.
     void close(const QString &why);
 
+    // Writes what waits in m_baOut now (before a deliberate close).
+    void flush();
+
 private:
     void onReadable();
-    void flush();
+    // Bytes were added to m_baOut: writes them now, at the read's end or at
+    // the end of this pass of the event loop.
+    void gathered();
     void keepForNextAnswers(QByteArray &&memory);
 
     // KLumoFrameReader::Sink
@@ -73,6 +78,7 @@ private:
     KLumoFrameReader m_oReader;
     KLumoFrameWriter m_oWriter;
     bool m_bCorked = false; // a read is being handled: answers wait in m_baOut
+    bool m_bFlushQueued = false; // a flush waits in the event loop
     int m_nFrameOfRead = 0; // the place of the next frame among those one read brought
     QByteArray m_baOut;
 };
