@@ -24,6 +24,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstring>
 
 Q_LOGGING_CATEGORY(lcService, "lumoservice", QtInfoMsg)
 
@@ -37,6 +38,8 @@ struct KLumoServerCore::Decoder
         std::make_shared<apache::thrift::TConfiguration>(INT_MAX));
     apache::thrift::protocol::TCompactProtocolT<apache::thrift::transport::TMemoryBuffer> protocol {
         in, frame::MaxStringBytes, frame::MaxContainerElements};
+    // The method's name, its memory kept from call to call.
+    std::string name;
 };
 
 using apache::thrift::TApplicationException;
@@ -103,8 +106,11 @@ void KLumoServerCore::close()
     if (m_pListener)
         m_pListener->close();
     // Closing removes the client from the map.
-    while (!m_mapClients.empty())
-        m_mapClients.begin()->second->close(QString());
+    while (!m_mapClients.empty()) {
+        KLumoServiceConnection *connection = m_mapClients.begin()->second;
+        connection->flush(); // what was sent before the close goes out
+        connection->close(QString());
+    }
     m_pLoginLock.reset();
     m_pMainLock.reset();
     m_pExistLock.reset();
@@ -151,6 +157,12 @@ void KLumoServerCore::forget(LumoService::ClientId client)
 
 void KLumoServerCore::send(LumoService::ClientId client, const QByteArray &frame)
 {
+    if (client != LumoService::AllClients && !m_pInterceptor) {
+        const auto it = m_mapClients.find(client);
+        if (it != m_mapClients.end())
+            it->second->send(frame);
+        return;
+    }
     std::vector<LumoService::ClientId> targets;
     if (client != LumoService::AllClients)
         targets.push_back(client);
@@ -166,6 +178,18 @@ void KLumoServerCore::send(LumoService::ClientId client, const QByteArray &frame
         for (int i = 0; it != m_mapClients.end() && i < out.copies; ++i)
             it->second->send(out.frame);
     }
+}
+
+void KLumoServerCore::sendReply(const KLumoReplyState &call, KLumoServiceCodec::Write write,
+                                const void *value)
+{
+    if (m_pInterceptor)
+        return send(call.m_nClient,
+                    KLumoServiceCodec::reply(call.m_nFrameSeq, call.m_strMethod, call.m_nThriftSeq,
+                                             write, value));
+    const auto it = m_mapClients.find(call.m_nClient);
+    if (it != m_mapClients.end())
+        it->second->sendReply(call, write, value);
 }
 
 void KLumoServerCore::malformed(KLumoServiceConnection *connection, const QString &why)
@@ -204,7 +228,7 @@ void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId
     using namespace apache::thrift::protocol;
     m_pDecoder->in->observe(body, length);
     auto &decoder = m_pDecoder->protocol;
-    std::string name;
+    std::string &name = m_pDecoder->name;
     TMessageType type = T_CALL;
     int32_t thriftSeq = 0;
     try {
@@ -217,13 +241,20 @@ void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId
     if (type != T_CALL && type != T_ONEWAY)
         return malformed(connection,
                          QStringLiteral("a message of type %1 where a call belongs").arg(type));
-    const KLumoServiceMethod *method = KLumoServiceMethod::find(name);
+    const KLumoServiceMethod *method = m_pLastMethod
+            && name.compare(0, std::string::npos, m_pLastMethod->name, m_nLastMethodLength) == 0
+        ? m_pLastMethod
+        : KLumoServiceMethod::find(name);
     if (!method) {
         if (type == T_CALL)
             connection->send(KLumoServiceCodec::exception(seqId, name, thriftSeq,
                                                           TApplicationException::UNKNOWN_METHOD,
                                                           "Invalid method name: '" + name + "'"));
         return;
+    }
+    if (method != m_pLastMethod) {
+        m_pLastMethod = method;
+        m_nLastMethodLength = std::strlen(method->name);
     }
     if (!method->oneway && seqId == 0)
         return malformed(connection,

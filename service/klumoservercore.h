@@ -1,5 +1,6 @@
 #pragma once
 
+#include "klumoservicecodec.h"
 #include "klumoservicemethod.h"
 #include "lumoserviceserver.h"
 
@@ -16,6 +17,7 @@ class RawHandler;
 namespace ofx::lumo {
 
 class KLumoLockFile;
+class KLumoReplyState;
 class KLumoServiceConnection;
 class KLumoServiceListener;
 class KLumoServiceOutbox;
@@ -43,6 +45,9 @@ public:
     // Writes @p frame to @p client, or to each client (AllClients); nothing
     // when the client has left.
     void send(LumoService::ClientId client, const QByteArray &frame);
+    // Writes the reply to @p call, which @p write completes; nothing when its
+    // client has left.
+    void sendReply(const KLumoReplyState &call, KLumoServiceCodec::Write write, const void *value);
     // @p client's connection closed.
     void forget(LumoService::ClientId client);
     // @p client broke the wire (@p why): the interceptor hears of it, then
@@ -70,6 +75,9 @@ public:
     KLumoServiceListener *m_pListener = nullptr; // a child of q
     std::map<LumoService::ClientId, KLumoServiceConnection *> m_mapClients; // children of q
     LumoService::ClientId m_nLastClient = 0;
+    // The method of the last request: a burst of one method skips the lookup.
+    const KLumoServiceMethod *m_pLastMethod = nullptr;
+    size_t m_nLastMethodLength = 0;
     quint32 m_nMaxFrame = LumoService::Server::DefaultMaxFrameSize;
     qint64 m_nMaxUnsent = LumoService::Server::DefaultMaxUnsentBytes;
     std::unique_ptr<KLumoLockFile> m_pExistLock;

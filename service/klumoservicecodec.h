@@ -28,6 +28,10 @@ public:
     // writes (none when it is null).
     static QByteArray reply(quint32 frameSeq, const std::string &method, qint32 thriftSeq,
                             Write write, const void *value);
+    // The same frame appended to @p out: the answers to one read share one
+    // buffer, with no frame of their own.
+    static void appendReply(QByteArray &out, quint32 frameSeq, const std::string &method,
+                            qint32 thriftSeq, Write write, const void *value);
     // An application exception of @p type (TApplicationException's codes)
     // in answer to @p method.
     static QByteArray exception(quint32 frameSeq, const std::string &method, qint32 thriftSeq,

@@ -1,5 +1,6 @@
 #include "klumoserviceconnection.h"
 
+#include "klumoreplystate.h"
 #include "klumoservercore.h"
 #include "klumoservicelog.h"
 #include "lumoserviceinterceptor.h"
@@ -34,6 +35,8 @@ QString describe(Violation violation, quint32 maxFrame)
 
 // Pieces of this size gather the answers to one read before they go out.
 constexpr int GatherLimit = 256 * 1024;
+// The most memory kept between reads for gathering answers.
+constexpr int KeptOut = 64 * 1024;
 // What one notification reads at most, so that one busy client cannot starve
 // the others of the thread.
 constexpr quint32 ReadBudget = 1024 * 1024;
@@ -92,6 +95,11 @@ void KLumoServiceConnection::onReadable()
         if (n > 0) {
             taken += quint32(n);
             m_oReader.onRecvCommitted(quint32(n));
+            // Less than the room: the kernel had no more, and a stream socket
+            // does not fill up between two reads of one wake-up often enough
+            // to pay a read that finds nothing. The notifier calls again if it did.
+            if (quint32(n) < room)
+                break;
             continue;
         }
         if (n < 0 && errno == EINTR)
@@ -124,21 +132,44 @@ void KLumoServiceConnection::send(const QByteArray &frame)
 {
     if (!isOpen())
         return;
-    if (m_bCorked) {
-        m_baOut += frame;
-        if (m_baOut.size() < GatherLimit)
-            return;
-    } else {
-        m_baOut = frame;
-    }
-    flush();
+    m_baOut += frame;
+    gathered();
+}
+
+void KLumoServiceConnection::sendReply(const KLumoReplyState &call, KLumoServiceCodec::Write write,
+                                       const void *value)
+{
+    if (!isOpen())
+        return;
+    KLumoServiceCodec::appendReply(m_baOut, call.m_nFrameSeq, call.m_strMethod, call.m_nThriftSeq,
+                                   write, value);
+    gathered();
+}
+
+void KLumoServiceConnection::gathered()
+{
+    if (m_baOut.size() >= GatherLimit)
+        return flush();
+    // Inside a read, the read's end writes. Outside one (pushes, answers
+    // given later), what this pass of the event loop sends goes out at its
+    // end in one write: a burst of pushes costs one system call, not one each.
+    if (m_bCorked || m_bFlushQueued)
+        return;
+    m_bFlushQueued = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_bFlushQueued = false;
+            flush();
+        },
+        Qt::QueuedConnection);
 }
 
 void KLumoServiceConnection::flush()
 {
     if (m_baOut.isEmpty() || !isOpen())
         return;
-    const QByteArray out = std::move(m_baOut);
+    QByteArray out = std::move(m_baOut);
     m_baOut = QByteArray();
     if (!m_oWriter.write(out)) {
         close(QString()); // the kernel refused: the client is gone
@@ -147,6 +178,17 @@ void KLumoServiceConnection::flush()
     const qint64 unsent = m_oWriter.pendingBytes();
     if (unsent > m_pCore->m_nMaxUnsent)
         close(QStringLiteral("it stopped reading, %1 bytes wait for it").arg(unsent));
+    else if (out.isDetached() && out.capacity() <= KeptOut && isOpen() && m_baOut.isEmpty())
+        keepForNextAnswers(std::move(out));
+}
+
+void KLumoServiceConnection::keepForNextAnswers(QByteArray &&memory)
+{
+    // The kernel took it all: the next read's answers gather in the same
+    // memory instead of growing a new buffer from nothing.
+    m_baOut = std::move(memory);
+    m_baOut.reserve(m_baOut.capacity()); // an empty buffer keeps its memory only when reserved
+    m_baOut.resize(0);
 }
 
 void KLumoServiceConnection::close(const QString &why)

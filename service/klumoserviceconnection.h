@@ -1,5 +1,6 @@
 #pragma once
 
+#include "klumoservicecodec.h"
 #include "lumoserviceglobal.h"
 
 #include "transport/klumoframereader.h"
@@ -14,6 +15,7 @@ class QSocketNotifier;
 
 namespace ofx::lumo {
 
+class KLumoReplyState;
 class KLumoServerCore;
 
 /**
@@ -40,15 +42,24 @@ public:
 
     // Writes @p frame after everything written before it.
     void send(const QByteArray &frame);
+    // Writes the reply to @p call, which @p write completes, encoded straight
+    // after everything written before it.
+    void sendReply(const KLumoReplyState &call, KLumoServiceCodec::Write write, const void *value);
     // Stops (or resumes) reading: what the client writes then waits in the kernel.
     void setReading(bool reading);
     // Ends the connection, logging @p why when it is not empty; the core
     // forgets the client. Safe inside any callback of this connection.
     void close(const QString &why);
 
+    // Writes what waits in m_baOut now (before a deliberate close).
+    void flush();
+
 private:
     void onReadable();
-    void flush();
+    // Bytes were added to m_baOut: writes them now, at the read's end or at
+    // the end of this pass of the event loop.
+    void gathered();
+    void keepForNextAnswers(QByteArray &&memory);
 
     // KLumoFrameReader::Sink
     bool awaitsReply(quint32) override { return false; }
@@ -67,6 +78,7 @@ private:
     KLumoFrameReader m_oReader;
     KLumoFrameWriter m_oWriter;
     bool m_bCorked = false; // a read is being handled: answers wait in m_baOut
+    bool m_bFlushQueued = false; // a flush waits in the event loop
     int m_nFrameOfRead = 0; // the place of the next frame among those one read brought
     QByteArray m_baOut;
 };

@@ -1,5 +1,6 @@
 #include "klumoserviceoutbox.h"
 
+#include "klumoreplystate.h"
 #include "klumoservercore.h"
 
 #include "support/klumotsan.h"
@@ -44,6 +45,19 @@ void KLumoServiceOutbox::post(LumoService::ClientId client, const QByteArray &fr
     KLumoServerCore *target = m_pCore;
     QMetaObject::invokeMethod(
         m_pContext, [target, client, frame] { target->send(client, frame); }, Qt::QueuedConnection);
+}
+
+void KLumoServiceOutbox::postReply(const KLumoReplyState &call, KLumoServiceCodec::Write write,
+                                   const void *value)
+{
+    if (QThread::currentThread() == m_pThread.load(std::memory_order_acquire)) {
+        if (KLumoServerCore *core = m_pCore)
+            core->sendReply(call, write, value);
+        return;
+    }
+    post(call.m_nClient,
+         KLumoServiceCodec::reply(call.m_nFrameSeq, call.m_strMethod, call.m_nThriftSeq, write,
+                                  value));
 }
 
 } // namespace ofx::lumo

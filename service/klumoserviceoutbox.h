@@ -1,5 +1,6 @@
 #pragma once
 
+#include "klumoservicecodec.h"
 #include "lumoserviceglobal.h"
 
 #include <QByteArray>
@@ -12,6 +13,7 @@ class QThread;
 
 namespace ofx::lumo {
 
+class KLumoReplyState;
 class KLumoServerCore;
 
 /**
@@ -35,6 +37,9 @@ public:
     // at once on the server's thread, else queued to it; nothing when the
     // server is gone.
     void post(LumoService::ClientId client, const QByteArray &frame);
+    // Any thread: writes the reply to @p call, which @p write completes; on
+    // the server's thread encoded straight into its client's outgoing bytes.
+    void postReply(const KLumoReplyState &call, KLumoServiceCodec::Write write, const void *value);
 
 private:
     std::mutex m_oLock;

@@ -52,16 +52,14 @@ void sendResult(const ofx::lumo::KLumoReplyState &state, KLumoServiceCodec::Writ
 {
     if (!state.isClientOpen())
         return; // nobody to encode it for
-    state.m_pOutbox->post(state.m_nClient,
-                          KLumoServiceCodec::reply(state.m_nFrameSeq, state.m_strMethod,
-                                                   state.m_nThriftSeq, write, value));
+    state.m_pOutbox->postReply(state, write, value);
 }
 
 } // namespace
 
 ReplyBase::ReplyBase() noexcept = default;
 
-ReplyBase::ReplyBase(std::shared_ptr<ofx::lumo::KLumoReplyState> state) noexcept
+ReplyBase::ReplyBase(std::shared_ptr<ofx::lumo::KLumoReplyState> &&state) noexcept
     : d(std::move(state))
 { }
 
@@ -78,8 +76,9 @@ ReplyBase &ReplyBase::operator=(ReplyBase &&other) noexcept
 
 ReplyBase::~ReplyBase()
 {
-    // A client that left waits for nothing.
-    if (!d || !d->claim() || !d->isClientOpen())
+    // A client that left waits for nothing. Most replies were answered: a
+    // load sees it without the exchange's cost.
+    if (!d || d->isAnswered() || !d->claim() || !d->isClientOpen())
         return;
     // A call nobody will answer: its client learns it now, not at its expiry.
     log::warning(lcService(),

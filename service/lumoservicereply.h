@@ -59,8 +59,11 @@ public:
 protected:
     /** A reply that answers nothing, until a reply is moved into it. */
     ReplyBase() noexcept;
-    /** The server's constructor: the reply of one call. */
-    explicit ReplyBase(std::shared_ptr<ofx::lumo::KLumoReplyState> state) noexcept;
+    /**
+     * The server's constructor: the reply of one call. Out of line, so that
+     * the generated rows, compiled without optimisation, only call it.
+     */
+    explicit ReplyBase(std::shared_ptr<ofx::lumo::KLumoReplyState> &&state) noexcept;
 
     /** Sends @p result, a record, as the call's result. */
     void finishValue(const apache::thrift::TBase &result);
@@ -93,8 +96,8 @@ public:
     /** A reply that answers nothing, until a reply is moved into it. */
     Reply() noexcept = default;
     /** The server's constructor: the reply of one call. */
-    explicit Reply(std::shared_ptr<ofx::lumo::KLumoReplyState> state) noexcept
-        : ReplyBase(std::move(state))
+    explicit Reply(std::shared_ptr<ofx::lumo::KLumoReplyState> &&state) noexcept
+        : ReplyBase(static_cast<std::shared_ptr<ofx::lumo::KLumoReplyState> &&>(state))
     { }
     /** Takes the call over; @p other then answers nothing. */
     Reply(Reply &&other) noexcept = default;
@@ -112,8 +115,8 @@ public:
     /** A reply that answers nothing, until a reply is moved into it. */
     Reply() noexcept = default;
     /** The server's constructor: the reply of one call. */
-    explicit Reply(std::shared_ptr<ofx::lumo::KLumoReplyState> state) noexcept
-        : ReplyBase(std::move(state))
+    explicit Reply(std::shared_ptr<ofx::lumo::KLumoReplyState> &&state) noexcept
+        : ReplyBase(static_cast<std::shared_ptr<ofx::lumo::KLumoReplyState> &&>(state))
     { }
     /** Takes the call over; @p other then answers nothing. */
     Reply(Reply &&other) noexcept = default;

@@ -108,8 +108,12 @@ QVector<ClientId> Server::clients() const
 void Server::disconnectClient(ClientId client)
 {
     const auto it = d->m_mapClients.find(client);
-    if (it != d->m_mapClients.end())
-        it->second->close(QString());
+    if (it == d->m_mapClients.end())
+        return;
+    // What was sent before goes out first; a failed write closes it already.
+    ofx::lumo::KLumoServiceConnection *connection = it->second;
+    connection->flush();
+    connection->close(QString());
 }
 
 } // namespace LumoService

@@ -1,7 +1,8 @@
 // What a service built with the SDK costs: calls served per second and the
 // service's CPU per call, for 1 and 8 clients with 1 and 256 calls in flight,
 // each beside a raw AF_UNIX echo of the same frames (a server that sends
-// every byte back as it comes, the floor of any service on this machine),
+// the service's reply bytes back for each request frame as it comes, the
+// floor of any service on this machine),
 // measured in the same run, alternating. Then an idle service with 100
 // connected clients: its wake-ups a second and its memory beyond none.
 //
@@ -21,8 +22,10 @@
 #include <thrift/protocol/TCompactProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -32,12 +35,15 @@
 
 namespace {
 
+// Answers from the login state it holds, as a service does: what is
+// measured is the SDK's work per call, not the making of a map.
 class Files : public LumoService::Handler
 {
     void getLoginInfo(LumoService::Reply<std::map<std::string, std::string>> reply) override
     {
-        reply.finish({{"isLogined", "1"}});
+        reply.finish(m_mapLogin);
     }
+    const std::map<std::string, std::string> m_mapLogin {{"isLogined", "1"}};
 };
 
 int serveSdk()
@@ -55,9 +61,42 @@ int serveSdk()
     return QCoreApplication::exec();
 }
 
-// The floor: every byte read goes back at once, one poll() loop, no framing.
+// The service's answer to getLoginInfo, as the bench's handler gives it.
+QByteArray loginReply(quint32 seq)
+{
+    using namespace apache::thrift;
+    auto buffer = std::make_shared<transport::TMemoryBuffer>();
+    protocol::TCompactProtocol out(buffer);
+    out.writeMessageBegin("getLoginInfo", protocol::T_REPLY, int32_t(seq));
+    out.writeStructBegin("result");
+    out.writeFieldBegin("success", protocol::T_MAP, 0);
+    out.writeMapBegin(protocol::T_STRING, protocol::T_STRING, 1);
+    out.writeString("isLogined");
+    out.writeString("1");
+    out.writeMapEnd();
+    out.writeFieldEnd();
+    out.writeFieldStop();
+    out.writeStructEnd();
+    out.writeMessageEnd();
+    return ofx::lumo::frame::make(seq, QByteArray::fromStdString(buffer->getBufferAsString()));
+}
+
+// Where one connection of the echo is in the stream of frames.
+struct EchoPeer
+{
+    char head[ofx::lumo::frame::HeaderSize];
+    quint32 headBytes = 0;
+    quint32 bodyLeft = 0; // of the frame whose header was read
+    quint32 seqId = 0;
+};
+
+// The floor: a poll() loop that reads all a client sent in one read and
+// answers each complete frame with the service's reply bytes (its sequence id
+// copied), all the answers to one read in one send. The clients thus read the
+// same bytes from both servers; the echo only skips decoding and encoding.
 int serveEcho(const QByteArray &path)
 {
+    namespace frame = ofx::lumo::frame;
     const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
     sockaddr_un addr = {};
     addr.sun_family = AF_UNIX;
@@ -68,29 +107,62 @@ int serveEcho(const QByteArray &path)
         return 1;
     std::printf("%s\n", path.constData());
     std::fflush(stdout);
+    const QByteArray reply = loginReply(1);
     std::vector<pollfd> fds {{listener, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
+    std::vector<EchoPeer> peers(2);
     std::vector<char> buffer(256 * 1024);
+    std::vector<char> out;
     for (;;) {
         ::poll(fds.data(), nfds_t(fds.size()), -1);
         if (fds[1].revents)
             return 0; // the benchmark closed our input: done
-        if (fds[0].revents & POLLIN)
+        if (fds[0].revents & POLLIN) {
             fds.push_back({::accept(listener, nullptr, nullptr), POLLIN, 0});
+            peers.emplace_back();
+        }
         for (size_t i = 2; i < fds.size(); ++i) {
             if (!fds[i].revents)
                 continue;
             const ssize_t n = ::read(fds[i].fd, buffer.data(), buffer.size());
             if (n <= 0) {
                 ::close(fds[i].fd);
-                fds.erase(fds.begin() + long(i--));
+                fds.erase(fds.begin() + long(i));
+                peers.erase(peers.begin() + long(i--));
                 continue;
             }
-            for (ssize_t sent = 0; sent < n;) {
+            EchoPeer &peer = peers[i];
+            out.clear();
+            for (ssize_t at = 0; at < n;) {
+                if (peer.bodyLeft == 0) {
+                    const quint32 take =
+                        std::min(quint32(n - at), frame::HeaderSize - peer.headBytes);
+                    std::memcpy(peer.head + peer.headBytes, buffer.data() + at, take);
+                    peer.headBytes += take;
+                    at += take;
+                    if (peer.headBytes < frame::HeaderSize)
+                        break;
+                    const frame::Header h = frame::readHeader(peer.head);
+                    peer.headBytes = 0;
+                    peer.bodyLeft = h.bodyLength();
+                    peer.seqId = h.seqId;
+                } else {
+                    const quint32 take = std::min(quint32(n - at), peer.bodyLeft);
+                    peer.bodyLeft -= take;
+                    at += take;
+                }
+                if (peer.bodyLeft == 0) {
+                    const size_t end = out.size();
+                    out.insert(out.end(), reply.begin(), reply.end());
+                    frame::writeHeader(out.data() + end, quint32(reply.size()) - frame::HeaderSize,
+                                       peer.seqId);
+                }
+            }
+            for (size_t sent = 0; sent < out.size();) {
                 const ssize_t m =
-                    ::send(fds[i].fd, buffer.data() + sent, size_t(n - sent), MSG_NOSIGNAL);
+                    ::send(fds[i].fd, out.data() + sent, out.size() - sent, MSG_NOSIGNAL);
                 if (m <= 0)
                     break;
-                sent += m;
+                sent += size_t(m);
             }
         }
     }
@@ -151,8 +223,19 @@ void client(const QByteArray &path, int inFlight, const std::atomic<bool> &stop,
 
 struct Cell
 {
-    double callsPerSecond = 0;
-    double cpuUsPerCall = 0;
+    qint64 answered = 0;
+    double seconds = 0;
+    qint64 cpuUs = 0;
+
+    Cell &operator+=(const Cell &other)
+    {
+        answered += other.answered;
+        seconds += other.seconds;
+        cpuUs += other.cpuUs;
+        return *this;
+    }
+    double callsPerSecond() const { return seconds > 0 ? answered / seconds : 0; }
+    double cpuUsPerCall() const { return answered ? double(cpuUs) / double(answered) : 0; }
 };
 
 // CPU of process @p pid so far, user and system, in microseconds.
@@ -182,11 +265,10 @@ Cell measure(const QByteArray &path, qint64 pid, int clients, int inFlight, doub
     // service always have some in flight.
     for (std::thread &t : threads)
         t.join();
-    const double elapsed = clock.nsecsElapsed() / 1e9;
-    const qint64 cpu = cpuOf(pid) - cpuBefore;
     Cell cell;
-    cell.callsPerSecond = answered / elapsed;
-    cell.cpuUsPerCall = answered ? double(cpu) / double(answered) : 0;
+    cell.seconds = clock.nsecsElapsed() / 1e9;
+    cell.answered = answered;
+    cell.cpuUs = cpuOf(pid) - cpuBefore;
     return cell;
 }
 
@@ -276,16 +358,23 @@ bool table(double seconds)
     }
     std::printf("%-24s %14s %14s %8s %16s %16s\n", "clients x in flight", "service/s", "echo/s",
                 "ratio", "service us/call", "echo us/call");
+    // Slices of a quarter second, echo and service in turn, so that the
+    // load of a shared machine falls on both alike.
+    const int slices = qMax(1, int(seconds / 0.25 + 0.5));
     for (const int clients : {1, 8}) {
         for (const int inFlight : {1, 256}) {
-            // Alternating, so that a change of load touches both alike.
-            const Cell e = measure(echo.path, echo.process.processId(), clients, inFlight, seconds);
-            const Cell s =
-                measure(service.path, service.process.processId(), clients, inFlight, seconds);
+            Cell e, s;
+            for (int i = 0; i < slices; ++i) {
+                e += measure(echo.path, echo.process.processId(), clients, inFlight,
+                             seconds / slices);
+                s += measure(service.path, service.process.processId(), clients, inFlight,
+                             seconds / slices);
+            }
             std::printf("%-24s %14.0f %14.0f %7.2fx %16.2f %16.2f%s\n",
                         qPrintable(QStringLiteral("%1 x %2").arg(clients).arg(inFlight)),
-                        s.callsPerSecond, e.callsPerSecond, s.callsPerSecond / e.callsPerSecond,
-                        s.cpuUsPerCall, e.cpuUsPerCall, inFlight == 256 ? "   (target 0.5x)" : "");
+                        s.callsPerSecond(), e.callsPerSecond(),
+                        s.callsPerSecond() / e.callsPerSecond(), s.cpuUsPerCall(), e.cpuUsPerCall(),
+                        inFlight == 256 ? "   (target 0.5x)" : "");
             std::fflush(stdout);
         }
     }

@@ -82,10 +82,8 @@ KLumoJsonValue KLumoEmulatorControl::execute(const KLumoJsonValue &command)
         const KLumoJsonValue *arg = command.find("arg");
         const KLumoJsonValue *count = command.find("count");
         const int64_t times = count && count->isInteger() ? count->toInteger() : 1;
-        int n = 0;
-        for (int64_t i = 0; i < times && n >= 0; ++i)
-            n = m_pEmulator->push(stringMember(command, "name"),
-                                  arg ? *arg : KLumoJsonValue::object(), &error);
+        const int n = m_pEmulator->push(stringMember(command, "name"),
+                                        arg ? *arg : KLumoJsonValue::object(), times, &error);
         if (n < 0)
             return failure(error);
         KLumoJsonValue v = success();

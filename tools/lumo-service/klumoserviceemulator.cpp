@@ -110,7 +110,7 @@ bool KLumoServiceEmulator::isLoggedIn() const
     return m_bUnlockedLogin || m_oServer.isLoggedIn();
 }
 
-int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &arg,
+int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &arg, int64_t times,
                                std::string *error)
 {
     const jsonschema::Method *m = KLumoJsonSchemaIndex::method(NotifyService, name);
@@ -120,14 +120,16 @@ int KLumoServiceEmulator::push(const std::string &name, const KLumoJsonValue &ar
     }
     KLumoJsonValue args = KLumoJsonValue::object();
     args.insert("arg", arg);
-    std::string body;
+    QByteArray body;
     try {
-        body = KLumoJsonMessage::encodeCall(*m, args, 0);
+        body = QByteArray::fromStdString(KLumoJsonMessage::encodeCall(*m, args, 0));
     } catch (const KLumoJsonError &e) {
         *error = e.what();
         return -1;
     }
-    m_oServer.pushMessage(LumoService::AllClients, QByteArray::fromStdString(body));
+    // Encoded once: a burst repeats the same message.
+    for (int64_t i = 0; i < times; ++i)
+        m_oServer.pushMessage(LumoService::AllClients, body);
     return clientCount();
 }
 

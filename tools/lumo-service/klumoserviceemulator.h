@@ -62,9 +62,10 @@ public:
     void logout();
     bool isLoggedIn() const;
 
-    // Sends notification @p name with argument @p arg to every client; returns
-    // how many got it, or -1 (with @p error) when @p arg does not fit.
-    int push(const std::string &name, const KLumoJsonValue &arg, std::string *error);
+    // Sends notification @p name with argument @p arg @p times to every
+    // client; returns how many clients got it, or -1 (with @p error) when @p
+    // arg does not fit.
+    int push(const std::string &name, const KLumoJsonValue &arg, int64_t times, std::string *error);
 
     // Sends @p bytes as they are (no framing) to every client: garbage for tests.
     int sendRaw(const QByteArray &bytes);
