@@ -47,9 +47,10 @@ set(LUMO_PCH_TEST_HEADERS <QtTest> <QSignalSpy>)
 # one of them is. Its flags are those of its kind of code: the build type's
 # (and the sanitizers') for CODE, plus LUMO_TEST_COMPILE_OPTIONS for TEST. It
 # defines as few macros as it can, since a user must define all it does:
-# QT_CORE_LIB and QT_NO_KEYWORDS, and for test code QT_GUI_LIB, which QtTest
-# tests and which every test has through the library. The other modules' are
-# include folders only.
+# QT_CORE_LIB and QT_NO_KEYWORDS, and for test code those of QtTest
+# (QT_TESTLIB_LIB, QT_TESTCASE_BUILDDIR), QT_GUI_LIB and QT_NETWORK_LIB, which
+# QtTest tests and which every test has through lumo_testcommon. The other
+# modules' are include folders only.
 function(_lumo_pch_holder name)
   cmake_parse_arguments(H "TEST;RECORDS" "" "" ${ARGN})
   set(source ${PROJECT_BINARY_DIR}/pch/${name}.cpp)
@@ -66,9 +67,8 @@ function(_lumo_pch_holder name)
   endif()
   list(APPEND headers ${LUMO_PCH_QT_HEADERS})
   if(H_TEST)
-    target_link_libraries(${name} PRIVATE ${LUMO_QT}::Gui)
+    target_link_libraries(${name} PRIVATE ${LUMO_QT}::Test ${LUMO_QT}::Gui ${LUMO_QT}::Network)
     target_compile_options(${name} PRIVATE ${LUMO_TEST_COMPILE_OPTIONS})
-    list(APPEND includes ${LUMO_QT}::Test)
     list(APPEND headers ${LUMO_PCH_TEST_HEADERS})
   endif()
   foreach(dep ${includes})
