@@ -11,14 +11,15 @@ if(LUMO_BUILD_FUZZERS)
   enable_testing()
 endif()
 
-# lumo_add_fuzzer(<name> SOURCES <files...> [LIBS <targets...>])
+# lumo_add_fuzzer(<name> SOURCES <files...> [LIBS <targets...>] [RECORDS])
 # A target defining LLVMFuzzerTestOneInput, with its seed corpus in
 # tests/fuzz/seeds/<name>/. In the fuzz build it is a fuzzer, and its test fuzzes
 # for 10 s from the seeds (new inputs go to corpus/<name> in the build folder).
 # In any other build the same entry point is linked to a small driver, and its
-# test runs each seed once: a cheap regression check.
+# test runs each seed once: a cheap regression check. RECORDS: its sources
+# include the generated records (for the precompiled header).
 function(lumo_add_fuzzer name)
-  cmake_parse_arguments(F "" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(F "RECORDS" "" "SOURCES;LIBS" ${ARGN})
   set(seeds ${PROJECT_SOURCE_DIR}/tests/fuzz/seeds/${name})
   if(LUMO_BUILD_FUZZERS)
     add_executable(${name} ${F_SOURCES})
@@ -44,4 +45,9 @@ function(lumo_add_fuzzer name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/common)
   target_compile_definitions(${name} PRIVATE QT_NO_KEYWORDS)
   target_link_libraries(${name} PRIVATE ${F_LIBS} lumoipc_core)
+  if(F_RECORDS)
+    lumo_precompile_headers(${name} RECORDS)
+  else()
+    lumo_precompile_headers(${name})
+  endif()
 endfunction()

@@ -1,13 +1,20 @@
 #!/usr/bin/env bash
 # Installs what building and testing need, from Debian's archive, when missing.
+# Usage: scripts/deps.sh [--main] [PACKAGE...]
+#   --main: only what the main job needs (the library, the emulator, lumoctl
+#   and the demo); without it, also what the rest of the build and the suite need.
 set -euo pipefail
 pkgs=(build-essential cmake ninja-build ccache pkg-config python3
-      qtbase5-dev qt6-base-dev libthrift-dev thrift-compiler libboost-dev)
-# The API reference (the docs target), the check of the manual pages, and the
-# Wireshark dissector's test.
-pkgs+=(doxygen man-db tshark)
-# Text in the inspector's windows on the offscreen platform (its tests and screenshots).
-pkgs+=(fonts-dejavu-core)
+      qtbase5-dev libthrift-dev thrift-compiler libboost-dev)
+if [ "${1:-}" = --main ]; then
+  shift
+else
+  # The Qt 6 flavour; the API reference (the docs target), the check of the
+  # manual pages, and the Wireshark dissector's test.
+  pkgs+=(qt6-base-dev doxygen man-db tshark)
+  # Text in the inspector's windows on the offscreen platform (its tests and screenshots).
+  pkgs+=(fonts-dejavu-core)
+fi
 pkgs+=("$@")
 missing=()
 for p in "${pkgs[@]}"; do

@@ -1,24 +1,29 @@
 // What the library costs every host application, next to its targets:
 //   text size and exported dynamic symbols of the shared library,
-//   the time of a clean build without ccache (only with --build-time),
+//   a clean build of everything without a compiler cache: wall and CPU time,
+//   and where it went by folder and by translation unit (only with
+//   --build-time; --ninja-log=PATH breaks down an earlier build's log instead),
 //   what a host source file's compile costs with the typed calls, against the
 //   same call by name (only with --compile-time),
 //   resident memory of a minimal host once it sees the login,
 //   time from LumoIpcInit to the login being seen, the emulator running,
 //   wake-ups per second of that host, connected and idle (all its threads).
-// Usage: bench_footprint [--quick] [--build-time] [--compile-time] [--lib=PATH] [--idle=SECONDS]
+// Usage: bench_footprint [--quick] [--build-time [--keep-build]] [--ninja-log=PATH]
+//                        [--compile-time] [--lib=PATH] [--idle=SECONDS]
 // (--quick: a 3 s idle window instead of 30 s; runs in a private TMPDIR/HOME.)
 // The host is this program again (--host), so that its figures are a fresh
 // process's and the measurement itself never runs inside it.
 
 #include "ipc/lumoipc.h"
 
+#include "klumocleanbuild.h"
 #include "lumobenchservice.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QMap>
 #include <QProcess>
 #include <QSocketNotifier>
 #include <QStringList>
@@ -31,7 +36,9 @@ namespace {
 constexpr qint64 TextTarget = 6000000;
 constexpr double LoginTargetMs = 50;
 constexpr double WakeupTarget = 1;
-constexpr double BuildTargetSeconds = 240;
+// CPU seconds (user + system) of a clean build of everything, on 2 cores.
+constexpr double BuildCpuTargetSeconds = 500;
+constexpr int HeaviestShown = 10;
 constexpr double TypedCompileTarget = 1.5;
 constexpr int LoginTimeoutMs = 10000;
 
@@ -95,32 +102,6 @@ qint64 exportedSymbols(const QString &lib)
 {
     const QByteArray out = run(QStringLiteral("nm"), {"-D", "--defined-only", lib});
     return out.isEmpty() ? -1 : out.count('\n');
-}
-
-// Configures a fresh build folder and builds the library, tools and tests with
-// both cores and ccache bypassed; seconds, or -1 when the build fails.
-double cleanBuildSeconds()
-{
-    const QString dir = QStringLiteral(LUMO_BINARY_DIR "/footprint-clean-build");
-    QDir(dir).removeRecursively();
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("CCACHE_DISABLE"), QStringLiteral("1"));
-    const auto step = [&](const QStringList &args) {
-        QProcess p;
-        p.setProcessEnvironment(env);
-        p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        p.setStandardOutputFile(QProcess::nullDevice());
-        p.start(QStringLiteral("cmake"), args);
-        return p.waitForFinished(-1) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
-    };
-    QElapsedTimer t;
-    t.start();
-    const bool built = step({"-S", LUMO_SOURCE_DIR, "-B", dir, "-G", "Ninja",
-                             "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DLUMO_BUILD_BENCH=OFF"})
-        && step({"--build", dir, "-j", "2"});
-    const double seconds = double(t.elapsed()) / 1000.0;
-    QDir(dir).removeRecursively();
-    return built ? seconds : -1;
 }
 
 // A host's source file that makes one call, by its typed function or by name.
@@ -238,6 +219,67 @@ QString verdict(bool met, const QString &target)
     return target + (met ? QStringLiteral("  met") : QStringLiteral("  MISSED"));
 }
 
+// Where a build's job time went: per top-level folder, the heaviest second-level
+// folders, and the heaviest translation units.
+void printJobs(const QVector<KLumoCleanBuild::Job> &jobs)
+{
+    double total = 0;
+    QMap<QString, double> folders, subfolders;
+    for (const KLumoCleanBuild::Job &job : jobs) {
+        total += job.seconds;
+        folders[job.folder] += job.seconds;
+        subfolders[job.subfolder] += job.seconds;
+    }
+    if (total <= 0) {
+        std::printf("  (no jobs in the build log)\n");
+        return;
+    }
+    const auto heaviest = [](const QMap<QString, double> &map) {
+        QVector<QPair<double, QString>> sorted;
+        for (auto it = map.cbegin(); it != map.cend(); ++it)
+            sorted.append({it.value(), it.key()});
+        std::sort(sorted.begin(), sorted.end(), [](const auto &a, const auto &b) { return a > b; });
+        return sorted;
+    };
+    const auto line = [total](const QString &what, double seconds) {
+        std::printf("    %-64s %7.1f s %5.1f %%\n", qPrintable(what), seconds,
+                    100.0 * seconds / total);
+    };
+    std::printf("  job time, Ninja's log: %.1f s in %d jobs; by top-level folder:\n", total,
+                int(jobs.size()));
+    for (const auto &f : heaviest(folders))
+        line(f.second, f.first);
+    std::printf("  the heaviest folders:\n");
+    for (const auto &f : heaviest(subfolders).mid(0, HeaviestShown))
+        line(f.second, f.first);
+    std::printf("  the heaviest translation units:\n");
+    int shown = 0;
+    for (const KLumoCleanBuild::Job &job : jobs) {
+        if (job.compile && shown++ < HeaviestShown)
+            line(job.what, job.seconds);
+    }
+}
+
+// A clean build of everything without a compiler cache, and where it went.
+void reportCleanBuild(bool keep)
+{
+    const QString dir = QStringLiteral(LUMO_BINARY_DIR "/footprint-clean-build");
+    KLumoCleanBuild build(QStringLiteral(LUMO_SOURCE_DIR), dir, 2);
+    const bool ok = build.run(keep);
+    const double cpu = build.configureCpuSeconds() + build.buildCpuSeconds();
+    const double wall = build.configureWallSeconds() + build.buildWallSeconds();
+    row(QStringLiteral("clean build, no ccache, -j2, everything (CPU s)"),
+        ok ? QString::number(cpu, 'f', 1) : QStringLiteral("failed"),
+        verdict(ok && cpu <= BuildCpuTargetSeconds,
+                QStringLiteral("<= %1 user + sys").arg(BuildCpuTargetSeconds)));
+    std::printf("  wall %.1f s (configure %.1f s, build %.1f s); CPU: configure %.1f s, build "
+                "%.1f s%s\n",
+                wall, build.configureWallSeconds(), build.buildWallSeconds(),
+                build.configureCpuSeconds(), build.buildCpuSeconds(),
+                keep ? qPrintable(QStringLiteral("; kept in ") + dir) : "");
+    printJobs(build.jobs());
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -249,10 +291,13 @@ int main(int argc, char *argv[])
         args << QString::fromLocal8Bit(argv[i]);
     const bool quick = args.contains(QLatin1String("--quick"));
     QString lib = QStringLiteral(LUMOIPC_LIBRARY);
+    QString ninjaLog;
     int idleSeconds = quick ? 3 : 30;
     for (const QString &a : args) {
         if (a.startsWith(QLatin1String("--lib=")))
             lib = a.mid(6);
+        else if (a.startsWith(QLatin1String("--ninja-log=")))
+            ninjaLog = a.mid(12);
         else if (a.startsWith(QLatin1String("--idle=")))
             idleSeconds = qMax(1, a.mid(7).toInt());
     }
@@ -268,14 +313,14 @@ int main(int argc, char *argv[])
     row(QStringLiteral("exported dynamic symbols (nm -D --defined-only)"),
         symbols < 0 ? QStringLiteral("unavailable") : QString::number(symbols));
     if (args.contains(QLatin1String("--build-time"))) {
-        const double s = cleanBuildSeconds();
-        row(QStringLiteral("clean build, no ccache, -j2 (library, tools, tests; s)"),
-            s < 0 ? QStringLiteral("failed") : QString::number(s, 'f', 1),
-            verdict(s >= 0 && s <= BuildTargetSeconds,
-                    QStringLiteral("<= %1").arg(BuildTargetSeconds)));
+        reportCleanBuild(args.contains(QLatin1String("--keep-build")));
     } else {
-        row(QStringLiteral("clean build, no ccache, -j2 (library, tools, tests; s)"),
+        row(QStringLiteral("clean build, no ccache, -j2, everything (CPU s)"),
             QStringLiteral("not measured"), QStringLiteral("(--build-time)"));
+    }
+    if (!ninjaLog.isEmpty()) {
+        std::printf("build log %s\n", qPrintable(ninjaLog));
+        printJobs(KLumoCleanBuild::readNinjaLog(ninjaLog));
     }
 
     if (args.contains(QLatin1String("--compile-time"))) {
