@@ -52,6 +52,42 @@ inline int timeScale()
     return qMax(1, qEnvironmentVariableIntValue("LUMO_TEST_TIME_SCALE"));
 }
 
+// The bytes of @p path; none when it cannot be read.
+inline QByteArray readFile(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Replaces @p path with @p bytes; false when it cannot.
+inline bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+// A process run to its end: its exit code (-1: crashed, or still running after
+// @p timeoutMs, times the scale) and its output.
+struct Finished
+{
+    int exitCode = -1;
+    QByteArray out, err;
+};
+inline Finished runToEnd(const QString &program, const QStringList &args,
+                         const QProcessEnvironment &env = QProcessEnvironment::systemEnvironment(),
+                         int timeoutMs = 30000)
+{
+    QProcess p;
+    p.setProcessEnvironment(env);
+    p.start(program, args);
+    Finished f;
+    if (p.waitForFinished(timeoutMs * timeScale()) && p.exitStatus() == QProcess::NormalExit)
+        f.exitCode = p.exitCode();
+    f.out = p.readAllStandardOutput();
+    f.err = p.readAllStandardError();
+    return f;
+}
+
 // The service's own settings, where its "autologin" key lives.
 inline QString serviceConfigPath()
 {
@@ -61,12 +97,14 @@ inline QString serviceConfigPath()
 
 } // namespace lumotest
 
-// QTEST_GUILESS_MAIN with a private environment set up before QCoreApplication.
-#define LUMO_TEST_MAIN(TestObject)                                                                 \
+// QTEST_GUILESS_MAIN (or, with QApplication, QTEST_MAIN) with a private
+// environment set up before the application object.
+#define LUMO_TEST_MAIN(TestObject) LUMO_TEST_MAIN_APP(TestObject, QCoreApplication)
+#define LUMO_TEST_MAIN_APP(TestObject, Application)                                                \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \
         lumotest::PrivateEnvironment env;                                                          \
-        QCoreApplication app(argc, argv);                                                          \
+        Application app(argc, argv);                                                               \
         TestObject tc;                                                                             \
         QTEST_SET_MAIN_SOURCE_PATH                                                                 \
         return QTest::qExec(&tc, argc, argv);                                                      \

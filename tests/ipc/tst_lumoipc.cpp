@@ -49,11 +49,9 @@ private Q_SLOTS:
         KLumoIpcProxy::setPollIntervals(100000, 100000);
         // A stand-in service that records how it was started.
         QVERIFY(QDir().mkpath(QDir::tempPath() + QStringLiteral("/suite")));
-        QFile exe(QDir::tempPath() + QStringLiteral("/suite/ofxcloudsvr"));
-        QVERIFY(exe.open(QIODevice::WriteOnly));
-        exe.write("#!/bin/sh\necho \"$*\" >> \"$0.log\"\n");
-        exe.close();
-        QVERIFY(exe.setPermissions(exe.permissions() | QFile::ExeOwner));
+        const QString exe = QDir::tempPath() + QStringLiteral("/suite/ofxcloudsvr");
+        QVERIFY(lumotest::writeFile(exe, "#!/bin/sh\necho \"$*\" >> \"$0.log\"\n"));
+        QVERIFY(QFile::setPermissions(exe, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
         qputenv(KLumoPaths::SuiteDirVariable, QFile::encodeName(QDir::tempPath() + "/suite"));
     }
     void cleanup() { LumoIpcFree(); }
@@ -111,10 +109,9 @@ private Q_SLOTS:
         }
     }
 
-    // Freed with 2,000 calls queued (behind a slot that runs until the worker
-    // is told to stop, when a service listens): the worker stops at once and no
-    // queued call leaves; what has not reached the host by then never does,
-    // also after the next init; no call ends twice.
+    // Freed with 2,000 calls queued (behind a slot that runs until the worker is
+    // told to stop, when a service listens): no queued call leaves; what has not
+    // reached the host by then never does, also after the next init; none ends twice.
     void freeWithCallsQueued_data()
     {
         QTest::addColumn<bool>("service");
@@ -200,8 +197,8 @@ private Q_SLOTS:
     void startLumoProcess()
     {
         const auto record = [] {
-            QFile f(QDir::tempPath() + QStringLiteral("/suite/ofxcloudsvr.log"));
-            return f.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(f.readAll()) : QString();
+            return QString::fromLocal8Bit(
+                lumotest::readFile(QDir::tempPath() + "/suite/ofxcloudsvr.log"));
         };
         QVERIFY(LumoIpcInit(false));
         LumoIpcStartLumoProcess(QString());

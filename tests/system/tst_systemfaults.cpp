@@ -8,6 +8,7 @@
 #include <csignal>
 
 using lumotest::EmulatorProcess;
+using lumotest::readFile;
 
 namespace {
 
@@ -17,18 +18,11 @@ void writeSuite(const QByteArray &before)
 {
     const QString suite = QDir::tempPath() + "/suite dir";
     QDir().mkpath(suite);
-    QFile f(suite + "/ofxcloudsvr");
-    f.open(QIODevice::WriteOnly | QIODevice::Truncate);
-    f.write("#!/bin/sh\n" + before + "\nexec '" LUMO_SERVICE_BIN "' \"$@\"\n");
-    f.close();
-    f.setPermissions(f.permissions() | QFileDevice::ExeOwner);
+    lumotest::writeFile(suite + "/ofxcloudsvr",
+                        "#!/bin/sh\n" + before + "\nexec '" LUMO_SERVICE_BIN "' \"$@\"\n");
+    QFile::setPermissions(suite + "/ofxcloudsvr",
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     qputenv("LUMO_SUITE_DIR", suite.toUtf8());
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
 } // namespace
@@ -150,10 +144,9 @@ void TestSystemFaults::twoMainApplicationsRaceToRestartTheService()
     ::kill(pid_t(emulator->pid()), SIGKILL);
     QVERIFY(emulator->process().waitForFinished(3000));
     emulator.reset();
-    // The lost login is seen at once (the main lock is gone); a host restarts
-    // the service, and all three connect to it and see the login again. A host
-    // whose disconnect is handled after the restart never sees a logout at
-    // all (the main lock is held again), so only the final state is checked.
+    // A host restarts the service; all three connect to it and see the login
+    // again. One whose disconnect is handled after the restart never sees a
+    // logout (the main lock is held again): only the final state is checked.
     QTRY_VERIFY_WITH_TIMEOUT(LumoIpcCheckLumoRunning(), 10000);
     for (Host &h : hosts) {
         const auto settled = [&h] {

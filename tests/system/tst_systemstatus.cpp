@@ -1,7 +1,6 @@
-// How a call ends, told by the library with its result, through the real
-// processes: this test is a host (the shared library, the inspector's call
-// console), the emulator or a peer in this process plays the service, and
-// lumoctl runs as a process of its own.
+// How a call ends, told with its result, through the real processes: this test
+// is a host (the shared library, the inspector's call console), the emulator or
+// a peer in this process plays the service, lumoctl runs as a process of its own.
 #include "emulatorprocess.h"
 #include "framedpeer.h"
 #include "klumocallconsole.h"
@@ -45,10 +44,9 @@ private:
     // The calls of remove the emulator has received.
     static int removes()
     {
-        QFile log(QDir::tempPath() + "/requests.jsonl");
         int n = 0;
         for (const QByteArray &line :
-             log.open(QIODevice::ReadOnly) ? log.readAll().split('\n') : QList<QByteArray>()) {
+             lumotest::readFile(QDir::tempPath() + "/requests.jsonl").split('\n')) {
             const KLumoJsonValue request = KLumoJsonValue::parse(line.toStdString(), nullptr);
             const KLumoJsonValue *method = request.find("method");
             n += method && method->toString() == "remove";
@@ -70,10 +68,9 @@ void TestSystemStatus::cleanup()
 }
 
 // One row per way a call ends. The typed call's status says it, with the
-// service's text and at once, however long the expiry (16 s unless the row
-// sets one); a call by name to the same method keeps its document-given course
-// (a failed reply or a lost connection leave it to its expiry); and the
-// inspector's console and lumoctl word the cause alike.
+// service's text, at once however long the expiry (16 s unless the row sets one);
+// a call by name keeps its course (a failed reply or a lost connection leave it
+// to its expiry); the inspector's console and lumoctl word the cause alike.
 void TestSystemStatus::everyRouteSaysHowACallEnded_data()
 {
     QTest::addColumn<Service>("service");
@@ -190,13 +187,6 @@ void TestSystemStatus::everyRouteSaysHowACallEnded()
         QVERIFY2(said.startsWith("lumoctl: remove " + words), qPrintable(said + " / " + words));
 }
 
-int main(int argc, char *argv[])
-{
-    lumotest::PrivateEnvironment env;
-    QApplication app(argc, argv);
-    TestSystemStatus tc;
-    QTEST_SET_MAIN_SOURCE_PATH
-    return QTest::qExec(&tc, argc, argv);
-}
+LUMO_TEST_MAIN_APP(TestSystemStatus, QApplication)
 
 #include "tst_systemstatus.moc"

@@ -11,6 +11,8 @@
 #include <map>
 
 using lumotest::EmulatorProcess;
+using lumotest::field;
+using lumotest::readFile;
 using ofx::lumo::KLumoCaptureReader;
 using ofx::lumo::KLumoJsonValue;
 namespace capture = ofx::lumo::capture;
@@ -27,28 +29,9 @@ QList<KLumoJsonValue> jsonLines(const QByteArray &text)
     return out;
 }
 
-std::string text(const KLumoJsonValue &v, const char *key)
+lumotest::Finished lumoctl(const QStringList &args)
 {
-    const KLumoJsonValue *m = v.find(key);
-    return m ? (m->isString() ? m->toString() : m->serialize()) : std::string("<none>");
-}
-
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out, err;
-};
-
-Run lumoctl(const QStringList &args)
-{
-    QProcess p;
-    p.start(QStringLiteral(LUMOCTL_BIN), QStringList {"trace"} + args);
-    Run r;
-    if (p.waitForFinished(30000 * lumotest::timeScale()) && p.exitStatus() == QProcess::NormalExit)
-        r.exitCode = p.exitCode();
-    r.out = p.readAllStandardOutput();
-    r.err = p.readAllStandardError();
-    return r;
+    return lumotest::runToEnd(QStringLiteral(LUMOCTL_BIN), QStringList {"trace"} + args);
 }
 
 // Where the packet blocks of a capture start.
@@ -80,12 +63,6 @@ private Q_SLOTS:
     void damagedCaptureNamesTheOffset();
 
 private:
-    QByteArray readCapture()
-    {
-        QFile f(m_capture);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
-
     QString m_capture, m_host;
     QList<KLumoJsonValue> m_frames; // the emulator's log
     QList<QByteArray> m_hostSummary; // "load issued answered failed ..."
@@ -115,13 +92,11 @@ void TestSystemTrace::initTestCase()
     QTRY_VERIFY(QFile::exists(m_capture));
 
     const auto count = [&](const char *frame, const char *type) {
-        QFile f(frames);
-        f.open(QIODevice::ReadOnly);
         int n = 0;
-        for (const KLumoJsonValue &line : jsonLines(f.readAll()))
-            n += text(line, "frame") == frame && text(line, "type") == type
-                && (text(line, "method") == "createFolder"
-                    || text(line, "method") == "notifyFileAction");
+        for (const KLumoJsonValue &line : jsonLines(readFile(frames)))
+            n += field(line, "frame") == frame && field(line, "type") == type
+                && (field(line, "method") == "createFolder"
+                    || field(line, "method") == "notifyFileAction");
         return n;
     };
     for (int action = 1; action <= 3; ++action)
@@ -143,10 +118,8 @@ void TestSystemTrace::initTestCase()
     m_hostSummary = hostOut.mid(hostOut.indexOf("load ")).trimmed().split(' ');
     QCOMPARE(m_hostSummary.size(), 7);
 
-    QFile f(frames);
-    QVERIFY(f.open(QIODevice::ReadOnly));
-    m_frames = jsonLines(f.readAll());
-    const Run run = lumoctl({m_capture});
+    m_frames = jsonLines(readFile(frames));
+    const lumotest::Finished run = lumoctl({m_capture});
     QCOMPARE(run.exitCode, 0);
     m_trace = run.out;
 }
@@ -161,19 +134,19 @@ void TestSystemTrace::traceShowsEveryFrameTheServiceSaw()
     for (const char *way : {"out", "in"}) {
         QList<KLumoJsonValue> traced, logged;
         for (const KLumoJsonValue &l : lines) {
-            QCOMPARE(QString::fromStdString(text(l, "host")), m_host);
+            QCOMPARE(QString::fromStdString(field(l, "host")), m_host);
             QVERIFY2(!l.find("error"), l.serialize().c_str());
-            if (text(l, "direction") == way)
+            if (field(l, "direction") == way)
                 traced << l;
         }
         for (const KLumoJsonValue &l : m_frames) {
-            if ((text(l, "frame") == "received") == (way == std::string("out")))
+            if ((field(l, "frame") == "received") == (way == std::string("out")))
                 logged << l;
         }
         QCOMPARE(traced.size(), logged.size());
         for (int i = 0; i < traced.size(); ++i) {
             for (const char *key : {"seq", "bytes", "method", "type", "args"})
-                QCOMPARE(text(traced[i], key), text(logged[i], key));
+                QCOMPARE(field(traced[i], key), field(logged[i], key));
         }
     }
 }
@@ -182,14 +155,14 @@ void TestSystemTrace::traceShowsEveryFrameTheServiceSaw()
 // host's own tally of its createFolder calls agrees.
 void TestSystemTrace::statsCountWhatTheServiceDid()
 {
-    const Run run = lumoctl({"--stats", "--json", m_capture});
+    const lumotest::Finished run = lumoctl({"--stats", "--json", m_capture});
     QCOMPARE(run.exitCode, 0);
     const KLumoJsonValue stats = KLumoJsonValue::parse(run.out.toStdString(), nullptr);
     std::map<std::string, std::map<std::string, int64_t>> expected;
     for (const KLumoJsonValue &l : m_frames) {
-        auto &row = expected[text(l, "method")];
-        const std::string type = text(l, "type");
-        if (text(l, "frame") == "received") {
+        auto &row = expected[field(l, "method")];
+        const std::string type = field(l, "type");
+        if (field(l, "frame") == "received") {
             ++row["calls"];
             row["bytesOut"] += l.find("bytes")->toInteger();
         } else if (type == "oneway") {
@@ -203,11 +176,11 @@ void TestSystemTrace::statsCountWhatTheServiceDid()
     }
     for (const char *list : {"methods", "notifications"}) {
         for (const KLumoJsonValue &row : stats.find(list)->elements()) {
-            auto &want = expected[text(row, "method")];
+            auto &want = expected[field(row, "method")];
             if (list == std::string("methods"))
                 want["unanswered"] = want["calls"] - want["replies"];
             for (const auto &[key, value] : want)
-                QCOMPARE(text(row, key.c_str()), std::to_string(value));
+                QCOMPARE(field(row, key.c_str()), std::to_string(value));
             want.clear();
         }
     }
@@ -217,9 +190,9 @@ void TestSystemTrace::statsCountWhatTheServiceDid()
     // "load issued answered failed twice notes ...": expiries fail the call too.
     const KLumoJsonValue *row = nullptr;
     for (const KLumoJsonValue &r : stats.find("methods")->elements())
-        row = text(r, "method") == "createFolder" ? &r : row;
+        row = field(r, "method") == "createFolder" ? &r : row;
     QVERIFY(row);
-    QCOMPARE(text(*row, "calls"), m_hostSummary[1].toStdString());
+    QCOMPARE(field(*row, "calls"), m_hostSummary[1].toStdString());
     QCOMPARE(row->find("failures")->toInteger() + row->find("unanswered")->toInteger(),
              m_hostSummary[3].toLongLong());
     QVERIFY(row->find("failures")->toInteger() >= 2 && row->find("unanswered")->toInteger() >= 4);
@@ -236,18 +209,16 @@ void TestSystemTrace::timelineHasASlicePerCall()
 {
     const QString out = QDir::tempPath() + "/timeline.json";
     QCOMPARE(lumoctl({"--timeline", out, m_capture}).exitCode, 0);
-    QFile f(out);
-    QVERIFY(f.open(QIODevice::ReadOnly));
     QJsonParseError error;
-    const QJsonDocument doc = QJsonDocument::fromJson(f.readAll(), &error);
+    const QJsonDocument doc = QJsonDocument::fromJson(readFile(out), &error);
     QVERIFY2(!doc.isNull(), qPrintable(error.errorString()));
     std::map<QString, int> seen; // by phase and mark
     int answered = 0, failed = 0, unanswered = 0, notes = 0, processes = 0;
     for (const KLumoJsonValue &l : m_frames) {
-        answered += text(l, "frame") == "sent" && text(l, "type") != "oneway";
-        failed += text(l, "type") == "exception";
-        notes += text(l, "type") == "oneway";
-        unanswered += text(l, "frame") == "received";
+        answered += field(l, "frame") == "sent" && field(l, "type") != "oneway";
+        failed += field(l, "type") == "exception";
+        notes += field(l, "type") == "oneway";
+        unanswered += field(l, "frame") == "received";
     }
     unanswered -= answered;
     const qint64 pid = m_host.section(' ', -1).chopped(1).toLongLong();
@@ -276,7 +247,7 @@ void TestSystemTrace::timelineHasASlicePerCall()
 // rest of a block cut short, then prints what a reader of the whole file prints.
 void TestSystemTrace::followWaitsForTheRestOfABlock()
 {
-    const QByteArray whole = readCapture();
+    const QByteArray whole = readFile(m_capture);
     const int second = packetsAt(whole).value(1);
     QFile f(QDir::tempPath() + "/growing.pcapng");
     QVERIFY(f.open(QIODevice::WriteOnly));
@@ -301,7 +272,7 @@ void TestSystemTrace::followWaitsForTheRestOfABlock()
 // type it does not know is skipped.
 void TestSystemTrace::damagedCaptureNamesTheOffset_data()
 {
-    const QByteArray whole = readCapture();
+    const QByteArray whole = readFile(m_capture);
     const QList<int> packets = packetsAt(whole);
     QVERIFY(packets.size() >= 3);
     const int packet = packets[0], second = packets[1];
@@ -337,11 +308,8 @@ void TestSystemTrace::damagedCaptureNamesTheOffset()
     QFETCH(QString, message);
     QFETCH(int, printed);
     const QString path = QDir::tempPath() + "/damaged.pcapng";
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    f.write(bytes);
-    f.close();
-    const Run run = lumoctl({path});
+    QVERIFY(lumotest::writeFile(path, bytes));
+    const lumotest::Finished run = lumoctl({path});
     QCOMPARE(run.exitCode, message.isEmpty() ? 0 : 1);
     QVERIFY2(run.err.contains(message.toUtf8()), run.err.constData());
     QCOMPARE(jsonLines(run.out).size(), printed);

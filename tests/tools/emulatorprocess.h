@@ -11,6 +11,13 @@
 
 namespace lumotest {
 
+// A field of a JSON record (an answer, a line of a log) as text, "<none>" when absent.
+inline std::string field(const ofx::lumo::KLumoJsonValue &v, const char *key)
+{
+    const ofx::lumo::KLumoJsonValue *m = v.find(key);
+    return m ? (m->isString() ? m->toString() : m->serialize()) : std::string("<none>");
+}
+
 /**
  * The service emulator as a real child process in the test's private TMPDIR,
  * with its control interface. Owned by the test thread.
@@ -55,8 +62,7 @@ public:
         for (int attempt = 0; attempt < 2; ++attempt) {
             if (m_control.state() != QLocalSocket::ConnectedState) {
                 m_control.abort();
-                m_control.connectToServer(
-                    ofx::lumo::emulatorControlName(LumoIpcServerName()));
+                m_control.connectToServer(ofx::lumo::emulatorControlName(LumoIpcServerName()));
                 if (!m_control.waitForConnected(timeoutMs))
                     return {};
             }

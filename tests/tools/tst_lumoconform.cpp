@@ -47,10 +47,8 @@ Run conform(const QStringList &args)
 
 int listedCases()
 {
-    QProcess p;
-    p.start(QStringLiteral(LUMO_CONFORM_BIN), {QStringLiteral("--list")});
-    p.waitForFinished();
-    return p.readAllStandardOutput().count('\n');
+    return lumotest::runToEnd(QStringLiteral(LUMO_CONFORM_BIN), {QStringLiteral("--list")})
+        .out.count('\n');
 }
 
 } // namespace

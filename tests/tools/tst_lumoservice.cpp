@@ -1,51 +1,17 @@
 #include "emulatorprocess.h"
+#include "framedclient.h"
 #include "lumotestenv.h"
 #include "thriftcodec.h"
 
 #include "connection/klumolockfile.h"
-#include "transport/klumoframe.h"
 
 #include <KLumoNotifyServices.h>
 
 using namespace ofx::lumo;
 using lumotest::EmulatorProcess;
+using lumotest::FramedClient;
 
 namespace {
-
-// The library's side of the wire: frames out, frames in.
-struct RawClient
-{
-    RawClient()
-    {
-        socket.connectToServer(LumoIpcServerName());
-        socket.waitForConnected(3000);
-    }
-    // The next frame's body if it comes in time and carries @p seqId.
-    QByteArray next(quint32 seqId, int timeoutMs = 3000)
-    {
-        QElapsedTimer t;
-        t.start();
-        while ((buffer += socket.readAll()).size() < int(frame::HeaderSize)
-               || buffer.size() < int(frame::readHeader(buffer.constData()).total)) {
-            if (t.elapsed() >= timeoutMs || !socket.waitForReadyRead(int(timeoutMs - t.elapsed())))
-                return {};
-        }
-        const frame::Header h = frame::readHeader(buffer.constData());
-        const QByteArray body = buffer.mid(frame::HeaderSize, int(h.bodyLength()));
-        buffer.remove(0, int(h.total));
-        return h.seqId == seqId ? body : QByteArray();
-    }
-    QLocalSocket socket;
-    QByteArray buffer;
-};
-
-QString writeFile(const QByteArray &content)
-{
-    QFile f(QDir::tempPath() + "/scenario.json");
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) || f.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(f.fileName()));
-    return f.fileName();
-}
 
 int64_t clients(EmulatorProcess &emulator, const QByteArray &command)
 {
@@ -57,12 +23,8 @@ int64_t clients(EmulatorProcess &emulator, const QByteArray &command)
 // Exit code and output of a process that is expected to end by itself.
 QByteArray outcome(const QString &program, const QStringList &args, bool errors = false)
 {
-    QProcess p;
-    p.start(program, args);
-    if (!p.waitForFinished(20000 * lumotest::timeScale()))
-        return "timed out";
-    return QByteArray::number(p.exitCode()) + " "
-        + (errors ? p.readAllStandardError() : p.readAllStandardOutput()).trimmed();
+    const lumotest::Finished f = lumotest::runToEnd(program, args);
+    return QByteArray::number(f.exitCode) + " " + (errors ? f.err : f.out).trimmed();
 }
 
 } // namespace
@@ -75,11 +37,10 @@ private Q_SLOTS:
     void lumoctlWaitsForEvents();
 };
 
-// One emulator session: it holds the service's locks, lets no other user at
-// its socket, and refuses a second service or a scenario that does not fit;
-// control commands log users in and out, push notifications (read here by
-// generated code) and raw bytes, and stop it, which releases the locks. Its
-// replies are the whole-system tests' business.
+// One emulator session: it holds the service's locks, lets no other user at its
+// socket, refuses a second service or a scenario that does not fit; control
+// commands log users in and out, push notifications (read by generated code) and
+// raw bytes, and stop it, releasing the locks. Replies: the whole-system tests'.
 void TestLumoService::controlCommands()
 {
     EmulatorProcess emulator;
@@ -91,20 +52,24 @@ void TestLumoService::controlCommands()
     QCOMPARE(int(socket.permissions() & 0x0077), 0); // nobody but this user
     QVERIFY(outcome(LUMO_SERVICE_BIN, {}, true)
                 .startsWith("1 lumo-service: another service holds the main lock"));
-    const QString bad = writeFile(R"({"methods":{"createFolder":{"reply":{"folderId":5}}}})");
+    const QString bad = QDir::tempPath() + "/scenario.json";
+    QVERIFY(lumotest::writeFile(bad, R"({"methods":{"createFolder":{"reply":{"folderId":5}}}})"));
     QVERIFY(outcome(LUMO_SERVICE_BIN, {"--scenario", bad}, true)
                 .endsWith(": methods.createFolder.reply.folderId: expected string, got integer"));
-    RawClient a, garbage;
-    garbage.socket.write("GARBAGE-GARBAGE-GARBAGE-GARBAGE"); // ends that connection only
-    QTRY_COMPARE(garbage.socket.state(), QLocalSocket::UnconnectedState);
+    FramedClient a(LumoIpcServerName()), garbage(LumoIpcServerName());
+    QVERIFY(a.isConnected() && garbage.isConnected());
+    garbage.send("GARBAGE-GARBAGE-GARBAGE-GARBAGE"); // ends that connection only
+    QVERIFY(garbage.waitClosed());
     QTRY_COMPARE(clients(emulator, R"({"cmd":"status"})"), 1);
     QVERIFY(emulator.ok(R"({"cmd":"logout"})") && !KLumoLockFile::isLoginStatusHeld());
     QVERIFY(emulator.ok(R"({"cmd":"login","profile":{"userId":"77"}})"));
     QVERIFY(KLumoLockFile::isLoginStatusHeld());
     QCOMPARE(clients(emulator, R"({"cmd":"push","name":"notifyFileAction","arg":{"fileId":"f9"}})"),
              1);
+    QVERIFY(a.waitFrames(1));
+    QCOMPARE(a.frames().first().seqId, 0u);
     KLumoNotifyServices_notifyFileAction_args pushed;
-    const lumotest::MessageHead head = lumotest::decodeMessage(a.next(0), pushed);
+    const lumotest::MessageHead head = lumotest::decodeMessage(a.frames().first().body, pushed);
     QVERIFY(head.name == "notifyFileAction" && head.type == apache::thrift::protocol::T_ONEWAY);
     QCOMPARE(pushed.arg.fileId, "f9");
     QCOMPARE(emulator.ctl(R"({"cmd":"push","name":"notifyFileAction","arg":{"action":"x"}})")
@@ -112,7 +77,7 @@ void TestLumoService::controlCommands()
                  ->toString(),
              "arg.action: expected i32, got string");
     QVERIFY(emulator.ok(R"({"cmd":"raw","hex":"6c756d6f"})"));
-    QTRY_VERIFY((a.buffer += a.socket.readAll()).endsWith("lumo"));
+    QTRY_VERIFY(a.received().endsWith("lumo"));
     QVERIFY(emulator.ok(R"({"cmd":"stop"})"));
     QVERIFY(emulator.process().waitForFinished(5000)
             && !KLumoLockFile::isHeld(QLatin1String(KLumoLockFile::MainKey)));

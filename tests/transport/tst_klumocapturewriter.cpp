@@ -22,9 +22,8 @@ namespace {
 // damaged or cut short.
 QString readCapture(const QString &path, QList<QByteArray> *packets, QList<qint64> *times)
 {
-    QFile f(path);
     KLumoCaptureReader reader;
-    reader.append(f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray());
+    reader.append(lumotest::readFile(path));
     KLumoCaptureReader::Packet p;
     while (reader.next(&p) == KLumoCaptureReader::Next::Packet) {
         *packets << QByteArray::number(p.direction) + ' ' + p.data;
