@@ -60,19 +60,11 @@ private Q_SLOTS:
         QCOMPARE(LockHelper({"probe", lockPath(RestartLock)}).firstLine(), QStringLiteral("free"));
     }
 
-    // The names other programs look for, spelled out, against the files the
-    // library itself makes in this test's private TMPDIR and HOME (the settings
-    // keys: tst_klumoipclogincheck, on the settings file).
+    // The folder other programs look for, spelled out, against the one the
+    // library makes in this test's private HOME (the lock files' names: the
+    // cases above, through lockPath(); the settings keys: tst_klumoipclogincheck).
     void namesOnDisk()
     {
-        const QString uid = QString::number(::getuid());
-        QFile::remove(lockPath(LoginStatusLock));
-        QVERIFY(!KLumoServiceProcess::checkLumoLogined());
-        KLumoLockFile restart(QLatin1String(KLumoLockFile::RestartKey));
-        QVERIFY(restart.tryLock());
-        QVERIFY(QFile::exists(QDir::tempPath() + "/__#_LUMO LOGIN STATUS KEY_#__" + uid + ".lock"));
-        QVERIFY(QFile::exists(QDir::tempPath() + "/__#_LUMO_PROCESSING_RESTART_MUTEX_KEY_#__" + uid
-                              + ".lock"));
         KLumoPaths::userDataPath(QString());
         QVERIFY(
             QFileInfo(QDir::homePath() + "/.local/share/Nordvale/OFX Cloud Files/userdata/AllUsers")
