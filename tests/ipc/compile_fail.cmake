@@ -1,7 +1,7 @@
 # Compiles SOURCE as a host of the library would (the include folders and
 # definitions in FLAGS) and passes only when that fails with a diagnostic
 # that matches every "// expect: <regular expression>" line of SOURCE.
-#   -DCOMPILER=<c++ compiler> -DFLAGS=<host_flags.cmake> -DSOURCE=<file>
+#   -DCOMPILER=<c++ compiler> -DFLAGS=<PREFIX_flags.cmake> -DSOURCE=<file>
 include(${FLAGS})
 set(args -std=c++17 -fPIC -fsyntax-only)
 foreach(dir ${INCLUDES})
