@@ -124,10 +124,9 @@ private Q_SLOTS:
         }
     }
 
-    // The container limit of a reply's decoder, through the proxy's own client:
-    // 1,048,576 map entries pass, one more fails the call cleanly (logged, then
-    // ended by expiry), and the connection goes on. (A 100 MiB reply, Thrift's
-    // message cap, takes some 18 s here: not run.)
+    // The container limit of the proxy's own client: 1,048,576 map entries pass,
+    // one more fails the call cleanly (logged, then expired) and the connection
+    // goes on. (A 100 MiB reply, Thrift's message cap, takes 18 s: not run.)
     void replyLimits_data()
     {
         QTest::addColumn<int>("entries");
@@ -160,10 +159,9 @@ private Q_SLOTS:
         QTRY_COMPARE(results.oks, QList<bool>({passes, true}));
     }
 
-    // The service appears later: a polling tick connects. It drops the
-    // connection: the channel's own notification reconnects. The name is the
-    // one the service listens on, formed apart from the library: the owner of
-    // this process as Qt finds it, and its uid.
+    // The service appears later: a polling tick connects; it drops the connection:
+    // the channel's own notification reconnects. The name is formed apart from the
+    // library: the owner of this process as Qt finds it, and its uid.
     void connectsWhenTheServiceAppearsAndReconnects()
     {
         const QString name =

@@ -2,7 +2,6 @@
 // file being tailed arrives. Any input must end in packets, a wait for more
 // bytes or an error naming an offset inside the input: never a crash, a hang
 // or an error beyond the bytes given.
-//
 // Input: byte 0 picks the chunk size, the rest is the file.
 #include "klumocapturereader.h"
 

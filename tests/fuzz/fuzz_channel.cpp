@@ -2,7 +2,6 @@
 // generated client waiting (their callbacks decode whatever arrives) and a
 // notification processor. Any input must end in delivered frames, a logged
 // close or failed calls: never a crash, hang or leak.
-//
 // Input: byte 0 picks the chunk size, byte 1 the streaming threshold, the rest
 // is the stream from the peer.
 #include "KLumoServices.h"

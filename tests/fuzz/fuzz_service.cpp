@@ -2,7 +2,6 @@
 // real local socket, with a handler that answers records and string maps and
 // keeps one reply for later. Any input must end in answers, a logged close or
 // nothing: never a crash, a hang or a leak, and the server keeps serving.
-//
 // Input: byte 0 picks the chunk size, the rest is the stream from the client.
 #include <LumoService/LumoService>
 

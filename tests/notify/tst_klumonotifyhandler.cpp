@@ -1,7 +1,6 @@
-// Every notification of the service, sent as a real frame over a local socket
-// to the library as a host has it (channel, generated processor, handler, proxy,
-// singleton), and what comes out of the singleton: signals, values, and the log
-// lines whose texts are fixed (their order shows that invocations are queued).
+// Every notification, as a real frame over a local socket to the library as a host
+// has it (channel, generated processor, handler, proxy, singleton), and what comes
+// out: signals, values, and the fixed log lines (their order shows queueing).
 #include "framedpeer.h"
 #include "lumotestenv.h"
 #include "notifytarget.h"

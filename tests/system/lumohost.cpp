@@ -1,8 +1,7 @@
-// A minimal host application for the whole-system tests: starts the library
-// under a given application name and reports what it sees, one line per event,
-// until its time is up.
+// A minimal host for the whole-system tests: starts the library under a given
+// application name and reports what it sees, one line per event, until its time
+// is up ("stdin": until its standard input closes).
 // Usage: lumohost APP_NAME SECONDS|stdin [IN_FLIGHT [NOTES]]
-// ("stdin": until its standard input closes)
 // With IN_FLIGHT, keeps that many createFolder calls outstanding once logged
 // in, checks notifyFileAction actions arrive in increasing order, and after
 // SECONDS stops issuing and waits for every call to end and for NOTES

@@ -56,14 +56,12 @@ struct Host
 
 } // namespace
 
-// Four host processes keep 64 calls each in flight while the service pushes a
-// numbered notification stream in batches. Under "steady load" nothing else
-// happens; under "chaos" the service is, between batches and at seeded random
-// moments, killed and restarted, stopped for longer than the call expiry, or
-// made to close every connection in the middle of a frame. Every call ends
-// exactly once, no host crashes, each host reconnects within one regular poll
-// of the service being back, every batch arrives whole and in order, and
-// resident memory stays flat.
+// Four hosts keep 64 calls each in flight while the service pushes numbered
+// notifications in batches; under "chaos" it is also, at seeded random moments
+// between batches, killed and restarted, stopped past the call expiry, or made to
+// cut every connection mid-frame. Every call ends once, no host crashes, each
+// reconnects within one regular poll of the service's return, every batch
+// arrives whole and in order, and resident memory stays flat.
 class TestSystemChaos : public QObject
 {
     Q_OBJECT

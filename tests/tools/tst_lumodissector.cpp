@@ -1,6 +1,5 @@
-// The Wireshark dissector on captures the suite records: lumoctl, a host on
-// the shared library, talks to the emulator with LUMOIPC_CAPTURE set, and
-// tshark with tools/wireshark/lumo.lua must name each frame's kind and the
+// The Wireshark dissector on captures lumoctl (a host) records against the
+// emulator: tshark with tools/wireshark/lumo.lua names each frame's kind and the
 // Thrift dissector each method, for the call and for its reply.
 #include "emulatorprocess.h"
 #include "lumotestenv.h"
