@@ -4,49 +4,9 @@
 # pushes a notification once the host waits for one), then the named route's.
 # Also: pkg-config finds the package, and the README's host snippets are the
 # example's own code.
-#   -DBUILD_DIR=<top build dir> -DSOURCE_DIR=<top source dir> -DWORK_DIR=<scratch dir>
-#   -DSERVICE=<lumo-service> [-DQT_MAJOR_VERSION=5|6]
-if(NOT QT_MAJOR_VERSION)
-  set(QT_MAJOR_VERSION 5)
-endif()
-set(suffix "")
-if(QT_MAJOR_VERSION EQUAL 6)
-  set(suffix -qt6)
-endif()
-file(REMOVE_RECURSE ${WORK_DIR})
-set(prefix ${WORK_DIR}/prefix)
-
-# The README's host snippets are the example's own code.
-include(${CMAKE_CURRENT_LIST_DIR}/../common/readmesnippets.cmake)
+#   -DSERVICE=<lumo-service> and the arguments of common/installedexample.cmake
+include(${CMAKE_CURRENT_LIST_DIR}/../common/installedexample.cmake)
 lumo_readme_snippets(${SOURCE_DIR} examples/host/main.cpp examples/service/main.cpp)
-
-# Fails unless @p out holds every further argument.
-function(expect out)
-  foreach(text ${ARGN})
-    string(FIND "${out}" "${text}" at)
-    if(at EQUAL -1)
-      message(FATAL_ERROR "the output lacks \"${text}\":\n${out}")
-    endif()
-  endforeach()
-endfunction()
-
-# Runs a command; fails unless it succeeds, its output holds every EXPECT text
-# and no REJECT text.
-function(run)
-  cmake_parse_arguments(R "" "" "EXPECT;REJECT" ${ARGN})
-  execute_process(COMMAND ${R_UNPARSED_ARGUMENTS} RESULT_VARIABLE rc OUTPUT_VARIABLE out
-                  ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "failed (${rc}): ${R_UNPARSED_ARGUMENTS}\n${out}\n${err}")
-  endif()
-  expect("${out}" ${R_EXPECT})
-  foreach(text ${R_REJECT})
-    string(FIND "${out}" "${text}" at)
-    if(NOT at EQUAL -1)
-      message(FATAL_ERROR "output of ${R_UNPARSED_ARGUMENTS} holds \"${text}\":\n${out}")
-    endif()
-  endforeach()
-endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component lumoipc)
 
@@ -93,16 +53,7 @@ run(readelf -S -W ${lib} EXPECT ".gnu_debuglink" REJECT ".debug_info" ".symtab")
 execute_process(COMMAND nm -D --defined-only ${lib} OUTPUT_VARIABLE symbols)
 string(REGEX MATCH "([0-9a-f]+) T _Z11LumoIpcInitb" _ "${symbols}")
 run(addr2line -f -C -e ${lib} 0x${CMAKE_MATCH_1} EXPECT "LumoIpcInit(bool)" "lumoipc.cpp:")
-find_program(CCACHE ccache)
-if(CCACHE)
-  set(launcher -DCMAKE_CXX_COMPILER_LAUNCHER=${CCACHE})
-endif()
-run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/examples/host -B ${WORK_DIR}/build -G Ninja
-    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release -DQT_MAJOR_VERSION=${QT_MAJOR_VERSION}
-    ${launcher})
-run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${prefix}/lib/pkgconfig pkg-config --cflags --libs
-    lumoipc${suffix} EXPECT "-llumoipc${suffix}" "/include/lumoipc")
+lumo_build_example(host ${WORK_DIR}/build lumoipc)
 
 # From here on the host's private world: folders, the suite, the scenario.
 foreach(dir t home suite)
