@@ -20,7 +20,16 @@
 #
 # -DLUMO_PRECOMPILE_HEADERS=OFF and -DLUMO_UNITY_BUILD=OFF build without them
 # (to see what they save, or for tools that read one file at a time).
-option(LUMO_PRECOMPILE_HEADERS "Share precompiled Qt and record headers between targets" ON)
+# Clang refuses a precompiled header outright where a file's own options differ
+# from the header's (the SDK's rows compiled at -O0), where GCC reads the text
+# instead: the clang build (fuzzing) goes without.
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  set(_lumo_pch_default OFF)
+else()
+  set(_lumo_pch_default ON)
+endif()
+option(LUMO_PRECOMPILE_HEADERS "Share precompiled Qt and record headers between targets"
+  ${_lumo_pch_default})
 option(LUMO_UNITY_BUILD "Compile targets of many small files in batches" ON)
 
 set(LUMO_TEST_COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O0>)
