@@ -4,7 +4,8 @@
 #   --main: only what the main job needs (the library, the emulator, lumoctl
 #   and the demo); without it, also what the rest of the build and the suite need.
 set -euo pipefail
-pkgs=(build-essential cmake ninja-build ccache pkg-config python3
+# lld links the executables in a fifth of the default linker's time.
+pkgs=(build-essential cmake ninja-build ccache pkg-config python3 lld
       qtbase5-dev libthrift-dev thrift-compiler libboost-dev)
 if [ "${1:-}" = --main ]; then
   shift

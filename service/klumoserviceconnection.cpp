@@ -214,3 +214,5 @@ void KLumoServiceConnection::close(const QString &why)
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoserviceconnection.cpp"

@@ -15,3 +15,5 @@ void KLumoServiceListener::incomingConnection(quintptr socketDescriptor)
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoservicelistener.cpp"

@@ -117,3 +117,5 @@ void Server::disconnectClient(ClientId client)
 }
 
 } // namespace LumoService
+
+#include "moc_lumoserviceserver.cpp"

@@ -296,3 +296,5 @@ int main(int argc, char **argv)
            300, reps);
     return 0;
 }
+
+#include "moc_notifytarget.cpp"

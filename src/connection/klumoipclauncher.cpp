@@ -31,3 +31,5 @@ void KLumoIpcLauncher::run()
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoipclauncher.cpp"

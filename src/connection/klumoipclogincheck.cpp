@@ -100,3 +100,5 @@ void KLumoIpcLoginCheck::on_getLoginInfo(bool bOk, const QString &requestId,
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoipclogincheck.cpp"

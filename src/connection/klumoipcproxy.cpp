@@ -347,3 +347,5 @@ void KLumoIpcProxy::on_notifyDocumentRoamingSwitchChanged()
 }
 
 } // namespace ofx::lumo
+
+#include "connection/moc_klumoipcproxy.cpp"

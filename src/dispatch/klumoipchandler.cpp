@@ -106,3 +106,5 @@ int KLumoIpcHandler::expiryInterval() const
 }
 
 } // namespace ofx::lumoipc
+
+#include "moc_klumoipchandler.cpp"

@@ -339,3 +339,5 @@ void KLumoIpcHandlerPrivate::onCheckExpiredRequest()
 }
 
 } // namespace ofx::lumoipc
+
+#include "dispatch/moc_klumoipchandler_p.cpp"

@@ -97,3 +97,5 @@ void KLumoIpcPrivate::postEvent(const QString &name, const QMap<QString, QString
 }
 
 } // namespace ofx::lumo
+
+#include "ipc/moc_klumoipc.cpp"

@@ -122,3 +122,5 @@ void KLumoTypedCalls::deliver(const LumoIpc::Status &status, const void *value,
 }
 
 } // namespace ofx::lumo
+
+#include "ipc/moc_klumotypedcalls.cpp"

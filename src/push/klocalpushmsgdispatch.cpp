@@ -162,3 +162,5 @@ void KLocalPushMsgDispatch::onThumbnailChange(const Message &msg)
 }
 
 } // namespace ofx::lumo
+
+#include "push/moc_klocalpushmsgdispatch.cpp"

@@ -190,3 +190,5 @@ void KLumoFrameWriter::drain()
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoframewriter.cpp"

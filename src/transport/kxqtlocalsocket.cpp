@@ -178,3 +178,5 @@ void KxQtLocalSocket::slotOnDisconnected()
     SlotScope scope;
     onDisconnected();
 }
+
+#include "moc_kxqtlocalsocket.cpp"

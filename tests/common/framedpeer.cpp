@@ -65,3 +65,5 @@ void FramedPeer::onReadyRead()
 }
 
 } // namespace lumotest
+
+#include "moc_framedpeer.cpp"

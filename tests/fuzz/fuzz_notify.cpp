@@ -35,3 +35,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     QCoreApplication::sendPostedEvents(); // the queued invocations reach the target
     return 0;
 }
+
+#include "moc_notifytarget.cpp"

@@ -400,3 +400,4 @@ void TestKLumoNotifyHandler::goneTargetGetsNothing()
 
 LUMO_TEST_MAIN(TestKLumoNotifyHandler)
 #include "tst_klumonotifyhandler.moc"
+#include "moc_notifytarget.cpp"

@@ -105,3 +105,5 @@ void KLumoArgumentEditor::clearError()
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoargumenteditor.cpp"

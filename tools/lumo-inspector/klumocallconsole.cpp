@@ -281,3 +281,5 @@ QString KLumoCallConsole::outcomeText() const
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumocallconsole.cpp"

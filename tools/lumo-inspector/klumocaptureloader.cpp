@@ -176,3 +176,5 @@ void KLumoCaptureLoader::report(int generation, qint64 frames)
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumocaptureloader.cpp"

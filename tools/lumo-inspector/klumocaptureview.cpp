@@ -216,3 +216,5 @@ QString KLumoCaptureView::frameText() const
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumocaptureview.cpp"

@@ -61,3 +61,5 @@ void KLumoInspectorWindow::showTab(Tab tab)
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoinspectorwindow.cpp"

@@ -107,3 +107,5 @@ void KLumoLatencyHistogram::paintEvent(QPaintEvent *)
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumolatencyhistogram.cpp"

@@ -223,3 +223,5 @@ void KLumoLiveView::updatePauseButton(int held)
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoliveview.cpp"

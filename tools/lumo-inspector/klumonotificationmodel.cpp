@@ -114,3 +114,5 @@ QVariant KLumoNotificationModel::headerData(int section, Qt::Orientation orienta
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumonotificationmodel.cpp"

@@ -339,3 +339,5 @@ void KLumoSequenceChart::keyPressEvent(QKeyEvent *event)
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumosequencechart.cpp"

@@ -85,3 +85,5 @@ QVariant KLumoStatsModel::headerData(int section, Qt::Orientation orientation, i
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumostatsmodel.cpp"

@@ -178,3 +178,5 @@ bool KLumoEmulatorControl::request(const QString &serverName, const KLumoJsonVal
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoemulatorcontrol.cpp"

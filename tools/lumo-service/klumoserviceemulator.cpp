@@ -323,3 +323,5 @@ std::string KLumoServiceEmulator::answer(const std::string &method, const KLumoJ
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoserviceemulator.cpp"

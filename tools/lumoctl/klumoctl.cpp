@@ -399,3 +399,5 @@ int KLumoCtl::start(const QStringList &argsIn)
 }
 
 } // namespace ofx::lumo
+
+#include "moc_klumoctl.cpp"
