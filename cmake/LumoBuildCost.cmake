@@ -63,6 +63,16 @@ set(LUMO_PCH_RECORD_HEADERS [["lumo_types.h"]] <thrift/protocol/TCompactProtocol
   <thrift/transport/TBufferTransports.h>)
 set(LUMO_PCH_TEST_HEADERS <QtTest> <QSignalSpy>)
 
+# Qt 6's QtTest defines the folders of each target's own build and sources
+# (for QFINDTESTDATA, which no test here uses), so no two folders' tests could
+# share a header precompiled in a third: test code leaves them undefined, the
+# header's holder and its users alike (options come after the definitions).
+function(_lumo_pch_test_undefines target)
+  if(LUMO_QT STREQUAL "Qt6")
+    target_compile_options(${target} PRIVATE -UQT_TESTCASE_BUILDDIR -UQT_TESTCASE_SOURCEDIR)
+  endif()
+endfunction()
+
 # A target that only owns a precompiled header for others to reuse, built when
 # one of them is. Its flags are those of its kind of code: the build type's
 # (and the sanitizers') for CODE, plus LUMO_TEST_COMPILE_OPTIONS for TEST. It
@@ -89,6 +99,7 @@ function(_lumo_pch_holder name)
   if(H_TEST)
     target_link_libraries(${name} PRIVATE ${LUMO_QT}::Test ${LUMO_QT}::Gui ${LUMO_QT}::Network)
     target_compile_options(${name} PRIVATE ${LUMO_TEST_COMPILE_OPTIONS})
+    _lumo_pch_test_undefines(${name})
     list(APPEND headers ${LUMO_PCH_TEST_HEADERS})
   endif()
   foreach(dep ${includes})
@@ -145,6 +156,7 @@ function(lumo_precompile_headers target)
   set(qt ${LUMO_QT}::Core ${LUMO_QT}::Network ${LUMO_QT}::Gui)
   if(kind STREQUAL "test")
     list(APPEND qt ${LUMO_QT}::Test)
+    _lumo_pch_test_undefines(${target})
   endif()
   foreach(dep ${qt})
     target_include_directories(${target} SYSTEM PRIVATE
