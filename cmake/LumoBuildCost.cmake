@@ -34,7 +34,8 @@ option(LUMO_UNITY_BUILD "Compile targets of many small files in batches" ON)
 
 # Line tables only: backtraces (the sanitizers' reports among them) stay exact,
 # and describing every type to a debugger was a third of a test file's time.
-set(LUMO_TEST_COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O0> $<$<NOT:$<CONFIG:Debug>>:-g1>)
+set(LUMO_TEST_COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O0> $<$<NOT:$<CONFIG:Debug>>:-g1>
+  ${LUMO_SANITIZE_TEST_OPTIONS})
 
 # Executables (every tool, test and benchmark) link with lld where it is
 # installed, in a fifth of the default linker's time; the libraries choose
