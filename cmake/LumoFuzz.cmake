@@ -1,7 +1,7 @@
 # libFuzzer targets. With LUMO_BUILD_FUZZERS (clang), everything is built with
 # coverage, AddressSanitizer and UBSan, so a fuzzer sees the code it drives
-# wherever it lives (generated code with UBSan's bool and enum checks only, as
-# in the ASan build).
+# wherever it lives (generated code unoptimised and with UBSan's bool and enum
+# checks only, as in the ASan build).
 if(LUMO_BUILD_FUZZERS)
   if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     message(FATAL_ERROR "LUMO_BUILD_FUZZERS needs clang (cmake --preset fuzz)")
@@ -9,7 +9,7 @@ if(LUMO_BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
     -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
-  set(LUMO_SANITIZE_GENERATED_OPTIONS -fno-sanitize=undefined -fsanitize=bool,enum)
+  set(LUMO_SANITIZE_GENERATED_OPTIONS -O0 -fno-sanitize=undefined -fsanitize=bool,enum)
   enable_testing()
 endif()
 
