@@ -9,7 +9,7 @@ if(LUMO_BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
     -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
-  set(LUMO_SANITIZE_GENERATED_OPTIONS -O0 -fno-sanitize=undefined -fsanitize=bool,enum)
+  set(LUMO_SANITIZE_GENERATED_OPTIONS ${LUMO_GENERATED_UNDER_ASAN})
   enable_testing()
 endif()
 

@@ -9,6 +9,8 @@
 # what ships, which the tests drive.
 set(LUMO_SANITIZE_GENERATED_OPTIONS "")
 set(LUMO_SANITIZE_TEST_OPTIONS "")
+# What generated code takes under ASan and UBSan, here and in the fuzz build.
+set(LUMO_GENERATED_UNDER_ASAN -O0 -fno-sanitize=undefined -fsanitize=bool,enum)
 # Sanitizer builds apply to everything, generated code included, so that
 # ThreadSanitizer sees every access to the buffers shared with Thrift. A report
 # needs files, lines and function names, not a debugger's view of every type:
@@ -22,7 +24,7 @@ elseif(LUMO_SANITIZE STREQUAL "address")
     -g1)
   add_link_options(-fsanitize=address,undefined)
   set(LUMO_SANITIZE_TEST_OPTIONS -fno-sanitize=undefined)
-  set(LUMO_SANITIZE_GENERATED_OPTIONS -O0 -fno-sanitize=undefined -fsanitize=bool,enum)
+  set(LUMO_SANITIZE_GENERATED_OPTIONS ${LUMO_GENERATED_UNDER_ASAN})
 elseif(NOT LUMO_SANITIZE STREQUAL "")
   message(FATAL_ERROR "LUMO_SANITIZE must be empty, 'thread' or 'address'")
 endif()
