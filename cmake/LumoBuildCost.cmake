@@ -21,8 +21,10 @@
 # -DLUMO_PRECOMPILE_HEADERS=OFF and -DLUMO_UNITY_BUILD=OFF build without them
 # (to see what they save, or for tools that read one file at a time).
 # Clang refuses a precompiled header outright where a file's own options differ
-# from the header's (the SDK's rows compiled at -O0), where GCC reads the text
-# instead: the clang build (fuzzing) goes without.
+# from the header's (the generated code of the sanitizer builds, compiled at
+# -O0), where GCC reads the text instead: the clang build (fuzzing) goes
+# without. Under GCC a file's -O0 among optimised code costs it the header
+# (__OPTIMIZE__ differs): such files use -Og.
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   set(_lumo_pch_default OFF)
 else()
@@ -36,6 +38,12 @@ option(LUMO_UNITY_BUILD "Compile targets of many small files in batches" ON)
 # and describing every type to a debugger was a third of a test file's time.
 set(LUMO_TEST_COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O0> $<$<NOT:$<CONFIG:Debug>>:-g1>
   ${LUMO_SANITIZE_TEST_OPTIONS})
+
+# Our own tools and benchmarks (tools/, bench/) keep line tables only in a
+# RelWithDebInfo build, as the tests do: backtraces stay exact, and the
+# description of every Qt and record type was a sixth of their compile time.
+# The two libraries that hosts and services link keep full debug information.
+set(LUMO_TOOL_COMPILE_OPTIONS $<$<CONFIG:RelWithDebInfo>:-g1>)
 
 # Executables (every tool, test and benchmark) link with lld where it is
 # installed, in a fifth of the default linker's time; the libraries choose
@@ -60,8 +68,10 @@ set(LUMO_PCH_QT_HEADERS
   <vector>)
 # The records come before Qt's headers, as everywhere in the project: parsed
 # first, their inline comparisons do not weigh Qt's global operators.
-set(LUMO_PCH_RECORD_HEADERS [["lumo_types.h"]] <thrift/protocol/TCompactProtocol.h>
-  <thrift/transport/TBufferTransports.h>)
+# The request service's header comes with them: its thousand argument and
+# result records cost every file that includes it 4 s.
+set(LUMO_PCH_RECORD_HEADERS [["lumo_types.h"]] [["KLumoServices.h"]]
+  <thrift/protocol/TCompactProtocol.h> <thrift/transport/TBufferTransports.h>)
 set(LUMO_PCH_TEST_HEADERS <QtTest> <QSignalSpy>)
 
 # Qt 6's QtTest defines the folders of each target's own build and sources

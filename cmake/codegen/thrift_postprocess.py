@@ -10,14 +10,15 @@
    run of top-level definitions, each closed by a '}' in column 0, and the
    namespace closing. Each part repeats the preamble and the closing around a
    share of the definitions of about equal size, cut only between definitions.
-3. For a service named with --client-only, the compiler also writes a
-   synchronous client, a concurrent client and two processors: more than half
-   of its code, none of it used by a program that only calls the service
-   through the callback client. Their classes and definitions go, so they cost
+3. For each service the compiler writes interfaces, factories, null
+   handlers, two synchronous clients, a callback client and two processors.
+   A program uses one or two of them; --keep=<service>:<kind>,... names
+   those, and the other classes and their definitions go, so they cost
    neither compile time nor a place in the headers.
 
-usage: thrift_postprocess.py <gen-cpp dir> [--client-only=<service>]... <name>:<parts>...
+usage: thrift_postprocess.py <gen-cpp dir> [--keep=<service>:<kind>,...]... <name>:<parts>...
        reads <name>.h and <name>.cpp, writes <name>_part1.cpp ... <name>_part<parts>.cpp
+       <kind> is the class name's suffix after the service's: CobClient, AsyncProcessor...
 """
 import os
 import re
@@ -28,17 +29,20 @@ CLOSING = "}} // namespace\n"
 STREAM_DECLARATION = re.compile(r"^std::ostream& operator<<\(std::ostream& out, const \w+& obj\);\n")
 
 
-UNUSED_CLASSES = ("Client", "ConcurrentClient", "Processor", "ProcessorFactory", "Multiface",
-                  "AsyncProcessor", "AsyncProcessorFactory")
+# Every class the compiler writes for a service, by the suffix of its name.
+SERVICE_CLASSES = ("If", "IfFactory", "IfSingletonFactory", "Null", "Client", "Processor",
+                   "ProcessorFactory", "Multiface", "ConcurrentClient", "CobClIf", "CobSvIf",
+                   "CobSvIfFactory", "CobSvIfSingletonFactory", "CobSvNull", "CobClient",
+                   "AsyncProcessor", "AsyncProcessorFactory")
 
 
-def unused_class_names(service):
-    return "|".join(service + suffix for suffix in UNUSED_CLASSES)
+def unused_class_names(service, kept):
+    return "|".join(service + kind for kind in SERVICE_CLASSES if kind not in kept)
 
 
-def drop_classes(lines, service):
+def drop_classes(lines, service, kept):
     """The header without the unused classes' definitions."""
-    start = re.compile(r"^class (%s)\b[^;]*$" % unused_class_names(service))
+    start = re.compile(r"^class (%s)\b[^;]*$" % unused_class_names(service, kept))
     out, skipping = [], False
     for line in lines:
         if not skipping and start.match(line):
@@ -50,9 +54,9 @@ def drop_classes(lines, service):
     return out
 
 
-def drop_definitions(lines, service):
+def drop_definitions(lines, service, kept):
     """The source without the unused classes' member definitions."""
-    member = re.compile(r"^[^(]*\b(%s)::" % unused_class_names(service))
+    member = re.compile(r"^[^(]*\b(%s)::" % unused_class_names(service, kept))
     begin = lines.index(OPENING) + 1
     end = len(lines) - 1 - lines[::-1].index(CLOSING)
     out, definition = lines[:begin], []
@@ -89,19 +93,20 @@ def rewrite(path, lines):
 
 def main():
     folder = sys.argv[1]
-    client_only = [a.split("=", 1)[1] for a in sys.argv[2:] if a.startswith("--client-only=")]
+    keep = dict(a.split("=", 1)[1].split(":") for a in sys.argv[2:] if a.startswith("--keep="))
     for entry in (a for a in sys.argv[2:] if not a.startswith("--")):
         name, parts = entry.split(":")
+        kept = keep[name].split(",") if name in keep else None
         header = os.path.join(folder, name + ".h")
         with open(header) as f:
             lines = [line for line in f if not STREAM_DECLARATION.match(line)]
-        if name in client_only:
-            lines = drop_classes(lines, name)
+        if kept:
+            lines = drop_classes(lines, name, kept)
         rewrite(header, lines)
         with open(os.path.join(folder, name + ".cpp")) as f:
             lines = f.readlines()
-        if name in client_only:
-            lines = drop_definitions(lines, name)
+        if kept:
+            lines = drop_definitions(lines, name, kept)
         for n, text in enumerate(split(lines, int(parts)), 1):
             rewrite(os.path.join(folder, f"{name}_part{n}.cpp"), text)
 
