@@ -39,11 +39,11 @@ option(LUMO_UNITY_BUILD "Compile targets of many small files in batches" ON)
 set(LUMO_TEST_COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O0> $<$<NOT:$<CONFIG:Debug>>:-g1>
   ${LUMO_SANITIZE_TEST_OPTIONS})
 
-# Our own tools and benchmarks (tools/, bench/) keep line tables only in a
-# RelWithDebInfo build, as the tests do: backtraces stay exact, and the
-# description of every Qt and record type was a sixth of their compile time.
-# The two libraries that hosts and services link keep full debug information.
-set(LUMO_TOOL_COMPILE_OPTIONS $<$<CONFIG:RelWithDebInfo>:-g1>)
+# A RelWithDebInfo build carries line tables (-g1), as the tests and the
+# sanitizer builds do: backtraces and profiles stay exact, and describing every
+# Qt and record type to a debugger was a fifth of a file's compile time. The
+# Debug build type has full debug information.
+add_compile_options($<$<CONFIG:RelWithDebInfo>:-g1>)
 
 # Executables (every tool, test and benchmark) link with lld where it is
 # installed, in a fifth of the default linker's time; the libraries choose
