@@ -72,7 +72,7 @@ set(LUMO_PCH_QT_HEADERS
 # result records cost every file that includes it 4 s.
 set(LUMO_PCH_RECORD_HEADERS [["lumo_types.h"]] [["KLumoServices.h"]]
   <thrift/protocol/TCompactProtocol.h> <thrift/transport/TBufferTransports.h>)
-set(LUMO_PCH_TEST_HEADERS <QtTest> <QSignalSpy>)
+set(LUMO_PCH_TEST_HEADERS <QTest> <QSignalSpy>)
 
 # Qt 6's QtTest defines the folders of each target's own build and sources
 # (for QFINDTESTDATA, which no test here uses), so no two folders' tests could

@@ -1,6 +1,8 @@
 #pragma once
 
-#include <QtTest>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTest>
 
 #include <cstdlib>
 #include <string>

@@ -5,7 +5,7 @@
 #include "transport/klumoipcchannel.h"
 
 #include <QMutex>
-#include <QtTest>
+#include <QTest>
 
 #include <fcntl.h>
 #include <poll.h>

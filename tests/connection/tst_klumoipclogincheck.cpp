@@ -4,7 +4,9 @@
 #include "support/klumocommonsettings.h"
 #include "support/klumopaths.h"
 
-#include <QtTest>
+#include <QSettings>
+#include <QTest>
+#include <QThreadPool>
 
 #include <atomic>
 

@@ -10,7 +10,8 @@
 
 #include "KLumoServices.h"
 
-#include <QtTest>
+#include <QRegularExpression>
+#include <QTest>
 
 using namespace ofx::lumo;
 using namespace lumotest;

@@ -5,7 +5,7 @@
 #include "support/klumopaths.h"
 
 #include <QFile>
-#include <QtTest>
+#include <QTest>
 
 using namespace ofx::lumo;
 using namespace lumotest;

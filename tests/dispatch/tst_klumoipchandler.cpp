@@ -14,6 +14,8 @@
 
 #include "KLumoServices.h"
 
+#include <QRegularExpression>
+
 #include <thrift/protocol/TCompactProtocol.h>
 
 using namespace lumotest;

@@ -2,6 +2,8 @@
 // without libFuzzer: its seeds as a plain regression test in any build.
 #include "lumotestenv.h"
 
+#include <QDirIterator>
+
 #include <cstdint>
 #include <cstdio>
 

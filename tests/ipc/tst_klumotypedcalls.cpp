@@ -9,7 +9,8 @@
 
 #include "KLumoServices.h"
 
-#include <QtTest>
+#include <QRegularExpression>
+#include <QTest>
 
 #include <thread>
 

@@ -12,7 +12,8 @@
 #include "support/klumopaths.h"
 #include "support/klumoqueuedcall.h"
 
-#include <QtTest>
+#include <QSettings>
+#include <QTest>
 
 #include <thrift/TOutput.h>
 

@@ -14,7 +14,7 @@
 #include "KLumoNotifyServices.h"
 
 #include <QSet>
-#include <QtTest>
+#include <QTest>
 
 using namespace ofx::lumo;
 using namespace lumotest;

@@ -10,6 +10,7 @@
 #include "support/klumotsan.h"
 
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QThread>
 #include <QThreadPool>
 

@@ -4,7 +4,7 @@
 #include "klumojsonschemaindex.h"
 #include "lumotestenv.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace ofx::lumo;
 using lumotest::EmulatorProcess;

@@ -1,7 +1,8 @@
 #include "emulatorprocess.h"
 #include "lumotestenv.h"
 
-#include <QtTest>
+#include <QRandomGenerator>
+#include <QTest>
 
 #include <csignal>
 #include <cstdio>

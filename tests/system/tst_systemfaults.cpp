@@ -3,7 +3,8 @@
 
 #include "ipc/lumoipc.h"
 
-#include <QtTest>
+#include <QSettings>
+#include <QTest>
 
 #include <csignal>
 

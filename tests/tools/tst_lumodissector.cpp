@@ -5,7 +5,8 @@
 #include "lumotestenv.h"
 
 #include <QRegularExpression>
-#include <QtTest>
+#include <QStandardPaths>
+#include <QTest>
 
 using lumotest::EmulatorProcess;
 

@@ -7,7 +7,8 @@
 #include "transport/klumocapturewriter.h"
 #include "transport/klumoipcchannel_p.h"
 
-#include <QtTest>
+#include <QRegularExpression>
+#include <QTest>
 
 #include <thrift/transport/TBufferTransports.h>
 

@@ -7,7 +7,8 @@
 #include "transport/klumonotifyprocessor.h"
 #include "transport/kxqtlocalsocket.h"
 
-#include <QtTest>
+#include <QRegularExpression>
+#include <QTest>
 
 #include <thrift/transport/TBufferTransports.h>
 
