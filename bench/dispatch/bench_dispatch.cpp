@@ -221,11 +221,9 @@ int main(int argc, char **argv)
     pargs.arg = &arg;
     const QByteArray request =
         lumotest::encodeMessage("getUnreadMsgCount", apache::thrift::protocol::T_CALL, pargs);
-    KLumoServices_getUnreadMsgCount_result result;
-    result.success.__set_state(1);
-    result.__isset.success = true;
-    const QByteArray reply =
-        lumotest::encodeMessage("getUnreadMsgCount", apache::thrift::protocol::T_REPLY, result);
+    GetUnreadMsgCountResult result;
+    result.__set_state(1);
+    const QByteArray reply = lumotest::encodeResult("getUnreadMsgCount", result);
 
     QThread peerThread;
     QObject peerContext;

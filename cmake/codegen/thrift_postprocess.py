@@ -14,11 +14,15 @@
    handlers, two synchronous clients, a callback client and two processors.
    A program uses one or two of them; --keep=<service>:<kind>,... names
    those, and the other classes and their definitions go, so they cost
-   neither compile time nor a place in the headers.
+   neither compile time nor a place in the headers. The same goes for the
+   four records the compiler writes per method (args and result for a
+   processor, pargs and presult for a client): when --keep names any of
+   them, the others go.
 
 usage: thrift_postprocess.py <gen-cpp dir> [--keep=<service>:<kind>,...]... <name>:<parts>...
        reads <name>.h and <name>.cpp, writes <name>_part1.cpp ... <name>_part<parts>.cpp
-       <kind> is the class name's suffix after the service's: CobClient, AsyncProcessor...
+       <kind> is the class name's suffix after the service's: CobClient, AsyncProcessor...,
+       or a method's record: args, pargs, result, presult
 """
 import os
 import re
@@ -35,21 +39,28 @@ SERVICE_CLASSES = ("If", "IfFactory", "IfSingletonFactory", "Null", "Client", "P
                    "CobSvIfFactory", "CobSvIfSingletonFactory", "CobSvNull", "CobClient",
                    "AsyncProcessor", "AsyncProcessorFactory")
 
+# The records of each method <service>_<method>_<kind>.
+METHOD_RECORDS = ("args", "pargs", "result", "presult")
+
 
 def unused_class_names(service, kept):
-    return "|".join(service + kind for kind in SERVICE_CLASSES if kind not in kept)
+    names = [service + kind for kind in SERVICE_CLASSES if kind not in kept]
+    if any(kind in kept for kind in METHOD_RECORDS):
+        names += [service + r"_\w+_" + kind for kind in METHOD_RECORDS if kind not in kept]
+    return "|".join(names)
 
 
 def drop_classes(lines, service, kept):
-    """The header without the unused classes' definitions."""
-    start = re.compile(r"^class (%s)\b[^;]*$" % unused_class_names(service, kept))
+    """The header without the unused classes' definitions (and their __isset structs)."""
+    names = unused_class_names(service, kept)
+    start = re.compile(r"^(class (%s)\b[^;]*|typedef struct _(%s)__isset \{)$" % (names, names))
     out, skipping = [], False
     for line in lines:
         if not skipping and start.match(line):
             skipping = True
         if not skipping:
             out.append(line)
-        elif line.startswith("};"):
+        elif line.startswith("}"):
             skipping = False
     return out
 

@@ -1,12 +1,17 @@
 #pragma once
 
+#include "klumoservicefield.h"
+
 #include <QByteArray>
 
+#include <thrift/TBase.h>
 #include <thrift/protocol/TCompactProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 
+#include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 namespace lumotest {
 
@@ -54,6 +59,57 @@ inline MessageHead peekMessage(const QByteArray &body)
         uint32_t read(apache::thrift::protocol::TProtocol *) { return 0; }
     } none;
     return decodeMessage(body, none);
+}
+
+// A call's argument or result record, read and written field by field with the
+// service SDK's field code: the tests need none of the compiler's per-method
+// records, which the library does without (only its client's are generated).
+struct FieldRecord
+{
+    ofx::lumo::KLumoServiceField *fields = nullptr;
+    int count = 0;
+
+    uint32_t read(apache::thrift::protocol::TProtocol *in)
+    {
+        ofx::lumo::KLumoServiceField::read(*in, fields, count);
+        return 0;
+    }
+    uint32_t write(apache::thrift::protocol::TProtocol *out) const
+    {
+        ofx::lumo::KLumoServiceField::write(*out, fields, count);
+        return 0;
+    }
+};
+
+// The reply to @p name whose result, field 0 ("success"), is @p value: a
+// record or a string map.
+template<class T> QByteArray encodeResult(const std::string &name, const T &value)
+{
+    using Field = ofx::lumo::KLumoServiceField;
+    Field success {0, Field::Record, nullptr};
+    if constexpr (std::is_base_of_v<apache::thrift::TBase, T>) {
+        success.record = const_cast<T *>(&value);
+    } else {
+        static_assert(std::is_same_v<T, std::map<std::string, std::string>>);
+        success.kind = Field::StringMap;
+        success.value = const_cast<T *>(&value);
+    }
+    return encodeMessage(name, apache::thrift::protocol::T_REPLY, FieldRecord {&success, 1});
+}
+
+// Reads the reply @p body's result, field 0, into @p value.
+template<class T> MessageHead decodeResult(const QByteArray &body, T &value)
+{
+    using Field = ofx::lumo::KLumoServiceField;
+    Field success {0, Field::Record, nullptr};
+    if constexpr (std::is_base_of_v<apache::thrift::TBase, T>) {
+        success.record = &value;
+    } else {
+        success.kind = Field::StringMap;
+        success.value = &value;
+    }
+    FieldRecord result {&success, 1};
+    return decodeMessage(body, result);
 }
 
 } // namespace lumotest

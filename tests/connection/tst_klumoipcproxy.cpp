@@ -8,7 +8,7 @@
 #include "support/klumopaths.h"
 #include "thriftcodec.h"
 
-#include "KLumoServices.h"
+#include "lumo_types.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -34,18 +34,21 @@ public:
     ServicePeer()
     {
         setResponder([this](const Frame &f) -> QByteArray {
-            KLumoServices_asynCall_args args;
             if (peekMessage(f.body).name != "asynCall")
                 return QByteArray();
+            std::string method;
+            std::vector<std::string> params;
+            KLumoServiceField fields[] = {{1, KLumoServiceField::String, &method},
+                                          {2, KLumoServiceField::StringList, &params}};
+            FieldRecord args {fields, 2};
             decodeMessage(f.body, args);
-            lastCall = QStringList {QString::fromStdString(args.method)};
-            for (const std::string &p : args.params)
+            lastCall = QStringList {QString::fromStdString(method)};
+            for (const std::string &p : params)
                 lastCall << QString::fromStdString(p);
-            KLumoServices_asynCall_result r;
+            std::map<std::string, std::string> result;
             for (auto it = answer.cbegin(); it != answer.cend(); ++it)
-                r.success[it.key().toStdString()] = it.value().toStdString();
-            r.__isset.success = true;
-            return encodeMessage("asynCall", apache::thrift::protocol::T_REPLY, r);
+                result[it.key().toStdString()] = it.value().toStdString();
+            return encodeResult("asynCall", result);
         });
     }
 };

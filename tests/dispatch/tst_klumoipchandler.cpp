@@ -1,5 +1,5 @@
-// The dispatcher over a real local socket, against a peer that decodes every
-// request with the generated argument struct of the method it names.
+// The dispatcher over a real local socket, against a peer that reads every
+// request and answers it with a result that only the method it names produces.
 #include "dispatchreceiver.h"
 #include "framedpeer.h"
 #include "lumotestenv.h"
@@ -57,19 +57,16 @@ template<class Result> bool holdsStamp(const void *value, int stamp)
     return *static_cast<const Result *>(value) == stamped<Result>(stamp);
 }
 
-// The peer's reply; decoding the request with the method's own argument struct
-// throws if it is another's.
-template<class Args, class ResultStruct, class Result>
-QByteArray answer(const QByteArray &request, int stamp)
+// The peer's reply to a call whose result is a @p Result: the stamped result
+// (the request's argument record is read whole, which throws if it is malformed).
+template<class Result> QByteArray answer(const QByteArray &request, int stamp)
 {
-    Args args;
+    FieldRecord args;
     const MessageHead head = decodeMessage(request, args);
-    ResultStruct result;
-    if constexpr (!std::is_same_v<Result, KLumoVoidResult>) {
-        result.success = stamped<Result>(stamp);
-        result.__isset.success = true;
-    }
-    return encodeMessage(head.name, apache::thrift::protocol::T_REPLY, result);
+    if constexpr (std::is_same_v<Result, KLumoVoidResult>)
+        return encodeMessage(head.name, apache::thrift::protocol::T_REPLY, FieldRecord());
+    else
+        return encodeResult(head.name, stamped<Result>(stamp));
 }
 
 // A method called by name or by its typed call; the peer answers it with stamp().
@@ -102,7 +99,7 @@ const QVector<Row> &rows()
     // clang-format off
 #define LUMO_DISPATCH(slot, method, Arg, Result, text)                                             \
     {#slot, #method, registeredName<Arg>(#Arg), #Result, text,                                     \
-     &answer<KLumoServices_##method##_args, KLumoServices_##method##_result, Result>,               \
+     &answer<Result>,                                                                              \
      &holdsStamp<Result>, [](DispatchReceiver *r) {                                                \
          return LumoIpc::slot(Arg(), r, &DispatchReceiver::onResult_##Result).id();                \
      }},
@@ -125,12 +122,13 @@ QByteArray answerAny(const FramedPeer::Frame &frame)
 {
     const std::string name = peekMessage(frame.body).name;
     if (name == "asynCall") {
-        KLumoServices_asynCall_args args;
+        std::string method;
+        std::vector<std::string> params;
+        KLumoServiceField fields[] = {{1, KLumoServiceField::String, &method},
+                                      {2, KLumoServiceField::StringList, &params}};
+        FieldRecord args {fields, 2};
         decodeMessage(frame.body, args);
-        KLumoServices_asynCall_result result;
-        result.success = {{"method", args.method}, {"params", args.params.at(0)}};
-        result.__isset.success = true;
-        return encodeMessage(name, apache::thrift::protocol::T_REPLY, result);
+        return encodeResult(name, LumoStringMap {{"method", method}, {"params", params.at(0)}});
     }
     for (const Row &r : rows()) {
         if (name == r.method)

@@ -7,7 +7,7 @@
 #include "lumotestenv.h"
 #include "thriftcodec.h"
 
-#include "KLumoServices.h"
+#include "lumo_types.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -28,11 +28,9 @@ struct Ran
 
 QByteArray folderReply(const QByteArray &request)
 {
-    KLumoServices_createFolder_result result;
-    result.success.__set_folderId("f-1");
-    result.__isset.success = true;
-    return lumotest::encodeMessage(lumotest::peekMessage(request).name,
-                                   apache::thrift::protocol::T_REPLY, result);
+    CreateFolderResult result;
+    result.__set_folderId("f-1");
+    return lumotest::encodeResult(lumotest::peekMessage(request).name, result);
 }
 
 // The first frame of a call of @p method among those received so far.

@@ -2,7 +2,7 @@
 #include "lumotestenv.h"
 #include "thriftcodec.h"
 
-#include "KLumoServices.h"
+#include "lumo_types.h"
 
 #include <LumoService/LumoService>
 
@@ -73,9 +73,9 @@ Answer decode(const QByteArray &body)
         lumotest::decodeMessage(body, e);
         a.text = e.what();
     } else if (a.type == T_REPLY) {
-        KLumoServices_createFolder_result result;
-        lumotest::decodeMessage(body, result);
-        a.text = result.success.folderId;
+        CreateFolderResult result;
+        lumotest::decodeResult(body, result);
+        a.text = result.folderId;
     }
     return a;
 }
