@@ -97,19 +97,4 @@ template<class T> QByteArray encodeResult(const std::string &name, const T &valu
     return encodeMessage(name, apache::thrift::protocol::T_REPLY, FieldRecord {&success, 1});
 }
 
-// Reads the reply @p body's result, field 0, into @p value.
-template<class T> MessageHead decodeResult(const QByteArray &body, T &value)
-{
-    using Field = ofx::lumo::KLumoServiceField;
-    Field success {0, Field::Record, nullptr};
-    if constexpr (std::is_base_of_v<apache::thrift::TBase, T>) {
-        success.record = &value;
-    } else {
-        success.kind = Field::StringMap;
-        success.value = &value;
-    }
-    FieldRecord result {&success, 1};
-    return decodeMessage(body, result);
-}
-
 } // namespace lumotest

@@ -74,7 +74,9 @@ Answer decode(const QByteArray &body)
         a.text = e.what();
     } else if (a.type == T_REPLY) {
         CreateFolderResult result;
-        lumotest::decodeResult(body, result);
+        KLumoServiceField success {0, KLumoServiceField::Record, nullptr, &result};
+        lumotest::FieldRecord reply {&success, 1};
+        lumotest::decodeMessage(body, reply);
         a.text = result.folderId;
     }
     return a;
