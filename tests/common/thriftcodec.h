@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 namespace lumotest {
 
@@ -80,6 +81,22 @@ struct FieldRecord
         return 0;
     }
 };
+
+// The arguments of a generic "asynCall": the method named and its parameters.
+struct AsynCall
+{
+    std::string method;
+    std::vector<std::string> params;
+};
+inline AsynCall decodeAsynCall(const QByteArray &body)
+{
+    using Field = ofx::lumo::KLumoServiceField;
+    AsynCall call;
+    Field fields[] = {{1, Field::String, &call.method}, {2, Field::StringList, &call.params}};
+    FieldRecord args {fields, 2};
+    decodeMessage(body, args);
+    return call;
+}
 
 // The reply to @p name whose result, field 0 ("success"), is @p value: a
 // record or a string map.

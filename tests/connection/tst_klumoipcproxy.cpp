@@ -36,14 +36,9 @@ public:
         setResponder([this](const Frame &f) -> QByteArray {
             if (peekMessage(f.body).name != "asynCall")
                 return QByteArray();
-            std::string method;
-            std::vector<std::string> params;
-            KLumoServiceField fields[] = {{1, KLumoServiceField::String, &method},
-                                          {2, KLumoServiceField::StringList, &params}};
-            FieldRecord args {fields, 2};
-            decodeMessage(f.body, args);
-            lastCall = QStringList {QString::fromStdString(method)};
-            for (const std::string &p : params)
+            const AsynCall call = decodeAsynCall(f.body);
+            lastCall = QStringList {QString::fromStdString(call.method)};
+            for (const std::string &p : call.params)
                 lastCall << QString::fromStdString(p);
             std::map<std::string, std::string> result;
             for (auto it = answer.cbegin(); it != answer.cend(); ++it)

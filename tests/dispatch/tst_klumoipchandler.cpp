@@ -122,13 +122,9 @@ QByteArray answerAny(const FramedPeer::Frame &frame)
 {
     const std::string name = peekMessage(frame.body).name;
     if (name == "asynCall") {
-        std::string method;
-        std::vector<std::string> params;
-        KLumoServiceField fields[] = {{1, KLumoServiceField::String, &method},
-                                      {2, KLumoServiceField::StringList, &params}};
-        FieldRecord args {fields, 2};
-        decodeMessage(frame.body, args);
-        return encodeResult(name, LumoStringMap {{"method", method}, {"params", params.at(0)}});
+        const AsynCall call = decodeAsynCall(frame.body);
+        return encodeResult(name,
+                            LumoStringMap {{"method", call.method}, {"params", call.params.at(0)}});
     }
     for (const Row &r : rows()) {
         if (name == r.method)
