@@ -7,6 +7,7 @@ preset=${1:-default}
 # The fuzz preset builds with clang and links libFuzzer from its runtime.
 extra=()
 [ "$preset" != fuzz ] || extra=(clang libclang-rt-dev)
+[[ "$preset" != qt6* ]] || extra=(qt6-base-dev)
 scripts/deps.sh "${extra[@]}"
 scripts/build.sh "$preset"
 ctest --preset "$preset"
