@@ -64,8 +64,11 @@ set(LUMOIPC_IMPL_HEADER ${_lumo_src}/ipc/lumoipccalls_impl.h)
 # project that use the library as a host does (the tools): links to the
 # headers where they are installed relative to each other, and the forwarding
 # headers. Nothing else of the sources is reachable from it.
+# Written only where they change: a header written anew at each configure
+# would rebuild everything that includes it. What is no longer staged goes at
+# the end.
 set(LUMOIPC_STAGED_INCLUDEDIR ${_lumo_gen}/staged-include)
-file(REMOVE_RECURSE ${LUMOIPC_STAGED_INCLUDEDIR})
+set(_lumo_staged "")
 target_include_directories(lumoipc INTERFACE $<BUILD_INTERFACE:${LUMOIPC_STAGED_INCLUDEDIR}>)
 # Programs that link the core archive instead (tests, benchmarks) see it too.
 target_include_directories(lumoipc_core INTERFACE $<BUILD_INTERFACE:${LUMOIPC_STAGED_INCLUDEDIR}>)
@@ -73,6 +76,7 @@ function(_lumo_stage file path)
   get_filename_component(dir ${LUMOIPC_STAGED_INCLUDEDIR}/${path} DIRECTORY)
   file(MAKE_DIRECTORY ${dir})
   file(CREATE_LINK ${file} ${LUMOIPC_STAGED_INCLUDEDIR}/${path} SYMBOLIC)
+  set(_lumo_staged ${_lumo_staged} ${LUMOIPC_STAGED_INCLUDEDIR}/${path} PARENT_SCOPE)
 endfunction()
 
 set(_lumo_public_files "")
@@ -86,12 +90,19 @@ while(LUMOIPC_PUBLIC_HEADERS)
     set(path ${folder}/${name})
   endif()
   _lumo_stage(${file} ${path})
-  file(WRITE ${LUMOIPC_STAGED_INCLUDEDIR}/LumoIpc/${camel} "#include \"${path}\"\n")
+  file(CONFIGURE OUTPUT ${LUMOIPC_STAGED_INCLUDEDIR}/LumoIpc/${camel}
+       CONTENT "#include \"${path}\"\n" @ONLY)
+  list(APPEND _lumo_staged ${LUMOIPC_STAGED_INCLUDEDIR}/LumoIpc/${camel})
   list(APPEND _lumo_public_files ${file})
 endwhile()
 install(FILES ${LUMOIPC_IMPL_HEADER} DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR} COMPONENT lumoipc)
 get_filename_component(_lumo_impl_name ${LUMOIPC_IMPL_HEADER} NAME)
 _lumo_stage(${LUMOIPC_IMPL_HEADER} ${_lumo_impl_name})
+file(GLOB_RECURSE _lumo_present LIST_DIRECTORIES false ${LUMOIPC_STAGED_INCLUDEDIR}/*)
+list(REMOVE_ITEM _lumo_present ${_lumo_staged})
+if(_lumo_present)
+  file(REMOVE ${_lumo_present})
+endif()
 install(DIRECTORY ${LUMOIPC_STAGED_INCLUDEDIR}/LumoIpc DESTINATION ${LUMOIPC_INSTALL_INCLUDEDIR}
         COMPONENT lumoipc)
 set_property(GLOBAL PROPERTY LUMOIPC_PUBLIC_FILES ${_lumo_public_files} ${LUMOIPC_IMPL_HEADER})

@@ -40,12 +40,14 @@ while(LUMOSERVICE_PUBLIC_HEADERS)
   get_filename_component(name ${file} NAME)
   install(FILES ${file} DESTINATION ${LUMOSERVICE_INSTALL_INCLUDEDIR} COMPONENT lumoservice)
   if(NOT camel STREQUAL "-")
-    file(WRITE ${_svc_gen}/forwarding/LumoService/${camel} "#include \"${name}\"\n")
+    # Written only where it changes, as a new header rebuilds what includes it.
+    file(CONFIGURE OUTPUT ${_svc_gen}/forwarding/LumoService/${camel}
+         CONTENT "#include \"${name}\"\n" @ONLY)
     string(APPEND _svc_umbrella "#include \"${name}\"\n")
   endif()
   list(APPEND _svc_public_files ${file})
 endwhile()
-file(WRITE ${_svc_gen}/forwarding/LumoService/LumoService "${_svc_umbrella}")
+file(CONFIGURE OUTPUT ${_svc_gen}/forwarding/LumoService/LumoService CONTENT "${_svc_umbrella}" @ONLY)
 install(DIRECTORY ${_svc_gen}/forwarding/LumoService DESTINATION ${LUMOSERVICE_INSTALL_INCLUDEDIR}
         COMPONENT lumoservice)
 set_property(GLOBAL PROPERTY LUMOSERVICE_PUBLIC_FILES ${_svc_public_files})
