@@ -1,16 +1,14 @@
 #pragma once
 
+#include "klumoservicelink.h"
 #include "lumoserviceglobal.h"
 
 #include <QtGlobal>
 
 #include <atomic>
 #include <memory>
-#include <string>
 
 namespace ofx::lumo {
-
-class KLumoServiceOutbox;
 
 /**
  * One two-way call as its Reply sees it: where the answer goes and whether it
@@ -21,29 +19,28 @@ class KLumoServiceOutbox;
 class KLumoReplyState
 {
 public:
-    KLumoReplyState(std::shared_ptr<KLumoServiceOutbox> outbox, LumoService::ClientId client,
-                    std::shared_ptr<const std::atomic<bool>> clientOpen, quint32 frameSeq,
+    // @p method is the name in the interface's table, which lives as long as
+    // the program.
+    KLumoReplyState(std::shared_ptr<const KLumoServiceLink> link, quint32 frameSeq,
                     qint32 thriftSeq, const char *method)
-        : m_pOutbox(std::move(outbox))
-        , m_nClient(client)
-        , m_pClientOpen(std::move(clientOpen))
+        : m_pLink(std::move(link))
         , m_nFrameSeq(frameSeq)
         , m_nThriftSeq(thriftSeq)
-        , m_strMethod(method)
+        , m_pMethod(method)
     { }
 
     // True for the first caller only: it answers.
     bool claim() { return !m_bAnswered.exchange(true, std::memory_order_acq_rel); }
     bool isAnswered() const { return m_bAnswered.load(std::memory_order_acquire); }
     // Whether the client is still connected: once it left, nothing is sent for it.
-    bool isClientOpen() const { return m_pClientOpen->load(std::memory_order_acquire); }
+    bool isClientOpen() const { return m_pLink->isOpen(); }
+    LumoService::ClientId client() const { return m_pLink->m_nClient; }
+    KLumoServiceOutbox &outbox() const { return *m_pLink->m_pOutbox; }
 
-    const std::shared_ptr<KLumoServiceOutbox> m_pOutbox;
-    const LumoService::ClientId m_nClient;
-    const std::shared_ptr<const std::atomic<bool>> m_pClientOpen; // its connection's flag
+    const std::shared_ptr<const KLumoServiceLink> m_pLink; // its connection's
     const quint32 m_nFrameSeq;
     const qint32 m_nThriftSeq;
-    const std::string m_strMethod;
+    const char *const m_pMethod;
 
 private:
     std::atomic<bool> m_bAnswered {false};

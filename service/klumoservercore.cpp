@@ -3,6 +3,7 @@
 #include "klumoreplystate.h"
 #include "klumoservicecodec.h"
 #include "klumoserviceconnection.h"
+#include "klumoservicedecoder.h"
 #include "klumoserviceinbuffer.h"
 #include "klumoservicelistener.h"
 #include "klumoservicelog.h"
@@ -36,9 +37,8 @@ struct KLumoServerCore::Decoder
     // 100 MB per message must not cut in below it.
     std::shared_ptr<KLumoServiceInBuffer> in = std::make_shared<KLumoServiceInBuffer>(
         std::make_shared<apache::thrift::TConfiguration>(INT_MAX));
-    apache::thrift::protocol::TCompactProtocolT<apache::thrift::transport::TMemoryBuffer> protocol {
-        in, frame::MaxStringBytes, frame::MaxContainerElements};
-    // The method's name, its memory kept from call to call.
+    KLumoServiceDecoder protocol {in, frame::MaxStringBytes, frame::MaxContainerElements};
+    // The method's name when the protocol reads the header, its memory kept.
     std::string name;
 };
 
@@ -184,12 +184,12 @@ void KLumoServerCore::sendReply(const KLumoReplyState &call, KLumoServiceCodec::
                                 const void *value)
 {
     if (m_pInterceptor)
-        return send(call.m_nClient,
-                    KLumoServiceCodec::reply(call.m_nFrameSeq, call.m_strMethod, call.m_nThriftSeq,
+        return send(call.client(),
+                    KLumoServiceCodec::reply(call.m_nFrameSeq, call.m_pMethod, call.m_nThriftSeq,
                                              write, value));
-    const auto it = m_mapClients.find(call.m_nClient);
-    if (it != m_mapClients.end())
-        it->second->sendReply(call, write, value);
+    // On this thread an open link's connection is alive: it closes here first.
+    if (call.isClientOpen())
+        call.m_pLink->m_pConnection->sendReply(call, write, value);
 }
 
 void KLumoServerCore::malformed(KLumoServiceConnection *connection, const QString &why)
@@ -226,30 +226,39 @@ void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId
                                quint32 length)
 {
     using namespace apache::thrift::protocol;
-    m_pDecoder->in->observe(body, length);
     auto &decoder = m_pDecoder->protocol;
-    std::string &name = m_pDecoder->name;
-    TMessageType type = T_CALL;
-    int32_t thriftSeq = 0;
-    try {
-        decoder.readMessageBegin(name, type, thriftSeq);
-    } catch (const std::exception &e) {
-        return malformed(connection,
-                         QStringLiteral("a frame that holds no Thrift message (%1)")
-                             .arg(QString::fromUtf8(e.what())));
+    KLumoServiceCodec::Envelope envelope;
+    if (KLumoServiceCodec::readEnvelope(body, length, &envelope)) {
+        m_pDecoder->in->observe(body + envelope.size, length - envelope.size);
+    } else {
+        // Not a header in the usual form: the protocol's reader takes it, or says why not.
+        m_pDecoder->in->observe(body, length);
+        TMessageType type = T_CALL;
+        try {
+            decoder.readMessageBegin(m_pDecoder->name, type, envelope.thriftSeq);
+        } catch (const std::exception &e) {
+            return malformed(connection,
+                             QStringLiteral("a frame that holds no Thrift message (%1)")
+                                 .arg(QString::fromUtf8(e.what())));
+        }
+        envelope.type = type;
+        envelope.method = m_pDecoder->name;
     }
+    const std::string_view name = envelope.method;
+    const int32_t thriftSeq = envelope.thriftSeq;
+    const auto type = TMessageType(envelope.type);
     if (type != T_CALL && type != T_ONEWAY)
         return malformed(connection,
                          QStringLiteral("a message of type %1 where a call belongs").arg(type));
-    const KLumoServiceMethod *method = m_pLastMethod
-            && name.compare(0, std::string::npos, m_pLastMethod->name, m_nLastMethodLength) == 0
+    const KLumoServiceMethod *method =
+        m_pLastMethod && name == std::string_view(m_pLastMethod->name, m_nLastMethodLength)
         ? m_pLastMethod
         : KLumoServiceMethod::find(name);
     if (!method) {
         if (type == T_CALL)
-            connection->send(KLumoServiceCodec::exception(seqId, name, thriftSeq,
-                                                          TApplicationException::UNKNOWN_METHOD,
-                                                          "Invalid method name: '" + name + "'"));
+            connection->send(KLumoServiceCodec::exception(
+                seqId, name, thriftSeq, TApplicationException::UNKNOWN_METHOD,
+                "Invalid method name: '" + std::string(name) + "'"));
         return;
     }
     if (method != m_pLastMethod) {
@@ -263,8 +272,8 @@ void KLumoServerCore::dispatch(KLumoServiceConnection *connection, quint32 seqId
                              .arg(QLatin1String(method->name)));
     KLumoServiceMethod::State state;
     if (!method->oneway)
-        state = std::make_shared<KLumoReplyState>(
-            m_pOutbox, connection->id(), connection->openFlag(), seqId, thriftSeq, method->name);
+        state =
+            std::make_shared<KLumoReplyState>(connection->link(), seqId, thriftSeq, method->name);
     if (m_pRawHandler)
         return dispatchRaw(connection, seqId, body, length, method->name, method->oneway, thriftSeq,
                            std::move(state));

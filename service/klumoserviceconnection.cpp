@@ -2,6 +2,7 @@
 
 #include "klumoreplystate.h"
 #include "klumoservercore.h"
+#include "klumoservicelink.h"
 #include "klumoservicelog.h"
 #include "lumoserviceinterceptor.h"
 
@@ -49,7 +50,7 @@ KLumoServiceConnection::KLumoServiceConnection(KLumoServerCore *core, LumoServic
     , m_pCore(core)
     , m_nId(id)
     , m_nFd(fd)
-    , m_pOpen(std::make_shared<std::atomic<bool>>(true))
+    , m_pLink(std::make_shared<KLumoServiceLink>(core->m_pOutbox, id, this))
     , m_pReadNotifier(new QSocketNotifier(fd, QSocketNotifier::Read, this))
     , m_oReader(this, this)
     , m_oWriter(this)
@@ -141,7 +142,7 @@ void KLumoServiceConnection::sendReply(const KLumoReplyState &call, KLumoService
 {
     if (!isOpen())
         return;
-    KLumoServiceCodec::appendReply(m_baOut, call.m_nFrameSeq, call.m_strMethod, call.m_nThriftSeq,
+    KLumoServiceCodec::appendReply(m_baOut, call.m_nFrameSeq, call.m_pMethod, call.m_nThriftSeq,
                                    write, value);
     gathered();
 }
@@ -195,7 +196,7 @@ void KLumoServiceConnection::close(const QString &why)
 {
     if (m_nFd < 0)
         return;
-    m_pOpen->store(false, std::memory_order_release); // its replies now answer nobody
+    m_pLink->setClosed(); // its replies now answer nobody
     if (!why.isEmpty())
         log::warning(
             lcService(),

@@ -8,7 +8,6 @@
 
 #include <QObject>
 
-#include <atomic>
 #include <memory>
 
 class QSocketNotifier;
@@ -16,6 +15,7 @@ class QSocketNotifier;
 namespace ofx::lumo {
 
 class KLumoReplyState;
+class KLumoServiceLink;
 class KLumoServerCore;
 
 /**
@@ -36,8 +36,8 @@ public:
     ~KLumoServiceConnection() override;
 
     LumoService::ClientId id() const { return m_nId; }
-    // True until the connection closes; shared with the replies of its calls.
-    const std::shared_ptr<std::atomic<bool>> &openFlag() const { return m_pOpen; }
+    // What the replies to its calls share with it.
+    const std::shared_ptr<KLumoServiceLink> &link() const { return m_pLink; }
     bool isOpen() const { return m_nFd >= 0; }
 
     // Writes @p frame after everything written before it.
@@ -73,7 +73,7 @@ private:
     KLumoServerCore *const m_pCore;
     const LumoService::ClientId m_nId;
     int m_nFd;
-    const std::shared_ptr<std::atomic<bool>> m_pOpen; // set false (here) when closed
+    const std::shared_ptr<KLumoServiceLink> m_pLink; // closed (here) when the connection closes
     QSocketNotifier *m_pReadNotifier;
     KLumoFrameReader m_oReader;
     KLumoFrameWriter m_oWriter;

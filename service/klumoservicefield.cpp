@@ -1,5 +1,7 @@
 #include "klumoservicefield.h"
 
+#include "klumoservicedecoder.h"
+
 #include <thrift/TBase.h>
 #include <thrift/protocol/TProtocol.h>
 #include <thrift/protocol/TProtocolException.h>
@@ -36,7 +38,7 @@ TType wireType(const KLumoServiceField &f)
     return T_BOOL;
 }
 
-void readValue(TProtocol &in, const KLumoServiceField &f)
+template<class Protocol> void readValue(Protocol &in, const KLumoServiceField &f)
 {
     switch (f.kind) {
     case KLumoServiceField::Record:
@@ -85,12 +87,27 @@ void readValue(TProtocol &in, const KLumoServiceField &f)
     }
 }
 
-} // namespace
+void beginRecord(TProtocol &in, std::string &name)
+{
+    in.readStructBegin(name);
+}
+void beginRecord(KLumoServiceDecoder &in, std::string &)
+{
+    in.beginRecord();
+}
+void endRecord(TProtocol &in)
+{
+    in.readStructEnd();
+}
+void endRecord(KLumoServiceDecoder &in)
+{
+    in.endRecord();
+}
 
-void KLumoServiceField::read(TProtocol &in, KLumoServiceField *fields, int count)
+template<class Protocol> void readFields(Protocol &in, KLumoServiceField *fields, int count)
 {
     std::string name;
-    in.readStructBegin(name);
+    beginRecord(in, name);
     for (;;) {
         TType type;
         int16_t id = 0;
@@ -106,7 +123,19 @@ void KLumoServiceField::read(TProtocol &in, KLumoServiceField *fields, int count
             in.skip(type);
         in.readFieldEnd();
     }
-    in.readStructEnd();
+    endRecord(in);
+}
+
+} // namespace
+
+void KLumoServiceField::read(TProtocol &in, KLumoServiceField *fields, int count)
+{
+    readFields(in, fields, count);
+}
+
+void KLumoServiceField::read(KLumoServiceDecoder &in, KLumoServiceField *fields, int count)
+{
+    readFields(in, fields, count);
 }
 
 void KLumoServiceField::write(TProtocol &out, const KLumoServiceField *fields, int count)

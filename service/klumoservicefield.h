@@ -11,6 +11,8 @@ class TProtocol;
 
 namespace ofx::lumo {
 
+class KLumoServiceDecoder;
+
 /**
  * One field of an argument record, as the generated dispatch rows and pushes
  * describe it: its id, its kind and where its value lives. The interface's
@@ -36,6 +38,7 @@ struct KLumoServiceField
     // Reads an argument record into @p fields; fields it does not list are
     // skipped, as Thrift's own readers skip them. Throws what the protocol throws.
     static void read(apache::thrift::protocol::TProtocol &in, KLumoServiceField *fields, int count);
+    static void read(KLumoServiceDecoder &in, KLumoServiceField *fields, int count);
     // Writes @p fields as an argument record.
     static void write(apache::thrift::protocol::TProtocol &out, const KLumoServiceField *fields,
                       int count);

@@ -5,7 +5,7 @@
 
 namespace ofx::lumo {
 
-const KLumoServiceMethod *KLumoServiceMethod::find(const std::string &method)
+const KLumoServiceMethod *KLumoServiceMethod::find(std::string_view method)
 {
     // Built once, on first use (thread-safe), from the generated table.
     static const auto byName = [] {

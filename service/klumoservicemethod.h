@@ -1,11 +1,10 @@
 #pragma once
 
-#include <memory>
-#include <string>
+#include "klumoservicefield.h"
 
-namespace apache::thrift::protocol {
-class TProtocol;
-}
+#include <memory>
+#include <string_view>
+
 namespace LumoService {
 class Handler;
 }
@@ -24,15 +23,14 @@ class KLumoReplyState;
 struct KLumoServiceMethod
 {
     using State = std::shared_ptr<KLumoReplyState>;
-    using Call = void (*)(LumoService::Handler &handler, apache::thrift::protocol::TProtocol &in,
-                          State &state);
+    using Call = void (*)(LumoService::Handler &handler, KLumoServiceDecoder &in, State &state);
 
     const char *name;
     bool oneway;
     Call call;
 
     // The row of @p method, or null when the interface has no such method.
-    static const KLumoServiceMethod *find(const std::string &method);
+    static const KLumoServiceMethod *find(std::string_view method);
     // The handler of a server that has none: every method is unknown.
     static LumoService::Handler &fallback();
 

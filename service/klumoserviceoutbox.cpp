@@ -14,10 +14,14 @@ namespace ofx::lumo {
 
 void KLumoServiceOutbox::attach(KLumoServerCore *core, QObject *context)
 {
+    // Attached from another thread, nothing takes the direct way: every
+    // frame is queued to the context's thread, which is right if slower.
+    const bool here = context->thread() == QThread::currentThread();
     std::lock_guard<std::mutex> guard(m_oLock);
     m_pCore = core;
     m_pContext = context;
-    m_pThread.store(context->thread(), std::memory_order_release);
+    m_oThread.store(here ? std::this_thread::get_id() : std::thread::id(),
+                    std::memory_order_release);
 }
 
 void KLumoServiceOutbox::detach()
@@ -25,12 +29,12 @@ void KLumoServiceOutbox::detach()
     std::lock_guard<std::mutex> guard(m_oLock);
     m_pCore = nullptr;
     m_pContext = nullptr;
-    m_pThread.store(nullptr, std::memory_order_release);
+    m_oThread.store(std::thread::id(), std::memory_order_release);
 }
 
 void KLumoServiceOutbox::post(LumoService::ClientId client, const QByteArray &frame)
 {
-    if (QThread::currentThread() == m_pThread.load(std::memory_order_acquire)) {
+    if (std::this_thread::get_id() == m_oThread.load(std::memory_order_acquire)) {
         // The server's thread, which alone attaches, detaches and destroys
         // the server: no lock is needed to look.
         if (KLumoServerCore *core = m_pCore)
@@ -50,13 +54,13 @@ void KLumoServiceOutbox::post(LumoService::ClientId client, const QByteArray &fr
 void KLumoServiceOutbox::postReply(const KLumoReplyState &call, KLumoServiceCodec::Write write,
                                    const void *value)
 {
-    if (QThread::currentThread() == m_pThread.load(std::memory_order_acquire)) {
+    if (std::this_thread::get_id() == m_oThread.load(std::memory_order_acquire)) {
         if (KLumoServerCore *core = m_pCore)
             core->sendReply(call, write, value);
         return;
     }
-    post(call.m_nClient,
-         KLumoServiceCodec::reply(call.m_nFrameSeq, call.m_strMethod, call.m_nThriftSeq, write,
+    post(call.client(),
+         KLumoServiceCodec::reply(call.m_nFrameSeq, call.m_pMethod, call.m_nThriftSeq, write,
                                   value));
 }
 

@@ -7,9 +7,9 @@
 
 #include <atomic>
 #include <mutex>
+#include <thread>
 
 class QObject;
-class QThread;
 
 namespace ofx::lumo {
 
@@ -23,13 +23,14 @@ class KLumoServerCore;
  *
  * post() may be called from any thread. m_pCore and m_pContext are guarded by
  * m_oLock; the server's thread sets them (attach) and clears them (detach)
- * before the server goes away. m_pThread is atomic: the server's own thread
- * reads it to take the direct way without the lock.
+ * before the server goes away. m_oThread is atomic: the server's own thread
+ * reads it to take the direct way without the lock (a thread id, which costs
+ * less to ask for than the current QThread, asked for on every reply).
  */
 class KLumoServiceOutbox
 {
 public:
-    // Server's thread: frames are written by @p core, on the thread of @p context.
+    // The thread of @p context: frames are written by @p core, on that thread.
     void attach(KLumoServerCore *core, QObject *context);
     void detach();
 
@@ -45,7 +46,7 @@ private:
     std::mutex m_oLock;
     KLumoServerCore *m_pCore = nullptr;
     QObject *m_pContext = nullptr;
-    std::atomic<QThread *> m_pThread {nullptr};
+    std::atomic<std::thread::id> m_oThread {};
 };
 
 } // namespace ofx::lumo

@@ -32,8 +32,8 @@ bool claim(ofx::lumo::KLumoReplyState *state, const char *how)
     log::warning(lcService(),
                  QStringLiteral("LumoService::Reply::%1: %2 (client %3, seq %4) was answered "
                                 "already; this answer is not sent")
-                     .arg(QLatin1String(how), QString::fromStdString(state->m_strMethod))
-                     .arg(state->m_nClient)
+                     .arg(QLatin1String(how), QLatin1String(state->m_pMethod))
+                     .arg(state->client())
                      .arg(state->m_nFrameSeq));
     return false;
 }
@@ -42,9 +42,9 @@ void sendException(const ofx::lumo::KLumoReplyState &state, int type, const std:
 {
     if (!state.isClientOpen())
         return;
-    state.m_pOutbox->post(state.m_nClient,
-                          KLumoServiceCodec::exception(state.m_nFrameSeq, state.m_strMethod,
-                                                       state.m_nThriftSeq, type, message));
+    state.outbox().post(state.client(),
+                        KLumoServiceCodec::exception(state.m_nFrameSeq, state.m_pMethod,
+                                                     state.m_nThriftSeq, type, message));
 }
 
 void sendResult(const ofx::lumo::KLumoReplyState &state, KLumoServiceCodec::Write write,
@@ -52,7 +52,7 @@ void sendResult(const ofx::lumo::KLumoReplyState &state, KLumoServiceCodec::Writ
 {
     if (!state.isClientOpen())
         return; // nobody to encode it for
-    state.m_pOutbox->postReply(state, write, value);
+    state.outbox().postReply(state, write, value);
 }
 
 } // namespace
@@ -84,11 +84,11 @@ ReplyBase::~ReplyBase()
     log::warning(lcService(),
                  QStringLiteral("LumoService::Reply: %1 (client %2, seq %3) was dropped "
                                 "unanswered; the client gets an exception")
-                     .arg(QString::fromStdString(d->m_strMethod))
-                     .arg(d->m_nClient)
+                     .arg(QLatin1String(d->m_pMethod))
+                     .arg(d->client())
                      .arg(d->m_nFrameSeq));
     sendException(*d, TApplicationException::INTERNAL_ERROR,
-                  d->m_strMethod + ": the service dropped the call unanswered");
+                  std::string(d->m_pMethod) + ": the service dropped the call unanswered");
 }
 
 void ReplyBase::fail(const QString &message)
@@ -101,17 +101,17 @@ void ReplyBase::failUnknownMethod()
 {
     if (claim(d.get(), "finish"))
         sendException(*d, TApplicationException::UNKNOWN_METHOD,
-                      "Invalid method name: '" + d->m_strMethod + "'");
+                      "Invalid method name: '" + std::string(d->m_pMethod) + "'");
 }
 
 ClientId ReplyBase::client() const
 {
-    return d ? d->m_nClient : 0;
+    return d ? d->client() : 0;
 }
 
 QString ReplyBase::method() const
 {
-    return d ? QString::fromStdString(d->m_strMethod) : QString();
+    return d ? QString::fromLatin1(d->m_pMethod) : QString();
 }
 
 bool ReplyBase::isAnswered() const
@@ -137,21 +137,7 @@ void ReplyBase::finishValue(const std::map<std::string, std::string> &result)
 {
     if (!claim(d.get(), "finish"))
         return;
-    sendResult(
-        *d,
-        [](const void *value, TProtocol *out) {
-            using namespace apache::thrift::protocol;
-            const auto &map = *static_cast<const std::map<std::string, std::string> *>(value);
-            out->writeFieldBegin("success", T_MAP, 0);
-            out->writeMapBegin(T_STRING, T_STRING, uint32_t(map.size()));
-            for (const auto &[key, text] : map) {
-                out->writeString(key);
-                out->writeString(text);
-            }
-            out->writeMapEnd();
-            out->writeFieldEnd();
-        },
-        &result);
+    sendResult(*d, &KLumoServiceCodec::writeStringMap, &result);
 }
 
 void ReplyBase::finishVoid()
@@ -163,7 +149,7 @@ void ReplyBase::finishVoid()
 void ReplyBase::finishValue(const QByteArray &message)
 {
     if (claim(d.get(), "finish") && d->isClientOpen())
-        d->m_pOutbox->post(d->m_nClient, KLumoServiceCodec::message(d->m_nFrameSeq, message));
+        d->outbox().post(d->client(), KLumoServiceCodec::message(d->m_nFrameSeq, message));
 }
 
 } // namespace LumoService

@@ -233,7 +233,7 @@ def methods_source(methods):
            '#include "lumoservicehandler.h"\n#include "lumoservicestricthandler.h"\n\n',
            "namespace ofx::lumo {\n\nnamespace {\n\n",
            "using LumoService::Handler;\nusing LumoService::Reply;\n"
-           "using Protocol = apache::thrift::protocol::TProtocol;\n"
+           "using Protocol = KLumoServiceDecoder;\n"
            "// A cast, not std::move: the rows are compiled without optimisation.\n"
            "using State = KLumoServiceMethod::State;\n\n"]
     for fn in methods:

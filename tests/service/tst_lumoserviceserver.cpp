@@ -6,6 +6,8 @@
 
 #include <LumoService/LumoService>
 
+#include "klumoservicecodec.h"
+
 #include "connection/klumolockfile.h"
 #include "support/klumotsan.h"
 
@@ -168,6 +170,7 @@ private Q_SLOTS:
     void locksAndLogin();
     void otherUserCannotConnect();
     void pushes();
+    void stringMapReplyIsTheProtocols();
 
 private:
     std::unique_ptr<Server> m_pServer;
@@ -458,6 +461,33 @@ void TestLumoServiceServer::pushes()
     QCOMPARE(decode(a.frames()[0].body).name, std::string("notifyFileAction"));
     QCOMPARE(decode(b.frames()[1].body).name, std::string("notifyNewMsgList"));
     QCOMPARE(int(decode(b.frames()[1].body).type), int(T_ONEWAY));
+}
+
+// A string map's reply, which the server writes without the protocol, has
+// the protocol's bytes: varints of one byte and of several, an empty map and
+// empty texts, a name past the short one the server writes by hand.
+void TestLumoServiceServer::stringMapReplyIsTheProtocols()
+{
+    const std::string pad(300, 'x');
+    for (const StringMap &map : {StringMap {}, StringMap {{"isLogined", "1"}},
+                                 StringMap {{"", pad}, {"k", ""}, {pad, "v"}}}) {
+        for (const qint32 seq : {0, 127, 128, -1, INT32_MAX}) {
+            for (const std::string &name : {std::string("getLoginInfo"), std::string(200, 'm')}) {
+                auto buffer = std::make_shared<TMemoryBuffer>();
+                TCompactProtocol out(buffer);
+                out.writeMessageBegin(name, T_REPLY, seq);
+                out.writeStructBegin("result");
+                KLumoServiceCodec::writeStringMap(&map, &out);
+                out.writeFieldStop();
+                out.writeStructEnd();
+                const QByteArray expected =
+                    frame::make(9, QByteArray::fromStdString(buffer->getBufferAsString()));
+                QCOMPARE(KLumoServiceCodec::reply(9, name, seq, &KLumoServiceCodec::writeStringMap,
+                                                  &map),
+                         expected);
+            }
+        }
+    }
 }
 
 LUMO_TEST_MAIN(TestLumoServiceServer)
