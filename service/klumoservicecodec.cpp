@@ -135,23 +135,16 @@ struct Encoder
     apache::thrift::protocol::TCompactProtocolT<TMemoryBuffer> out {buffer};
 
     // Room for the frame header, which finish() fills in once the length is
-    // known, then the message header, written at once.
+    // known, then the message header, written in place at once.
     apache::thrift::protocol::TCompactProtocolT<TMemoryBuffer> &begin(TMessageType type, qint32 seq,
                                                                       std::string_view name)
     {
         buffer->resetBuffer();
-        if (name.size() > MaxShortName) {
-            static const uint8_t room[frame::HeaderSize] = {};
-            buffer->write(room, frame::HeaderSize);
-            out.writeMessageBegin(std::string(name), type, seq);
-            return out;
-        }
-        uint8_t head[frame::HeaderSize + 2 + 5 + 5 + MaxShortName];
-        const uint8_t *end = putEnvelope(head + frame::HeaderSize, type, seq, name);
-        buffer->write(head, uint32_t(end - head));
+        const auto size = uint32_t(frame::HeaderSize + envelopeSize(seq, name));
+        putEnvelope(buffer->getWritePtr(size) + frame::HeaderSize, type, seq, name);
+        buffer->wroteBytes(size);
         return out;
     }
-    static constexpr size_t MaxShortName = 64;
     void finish(quint32 frameSeq, QByteArray &out)
     {
         uint8_t *bytes = nullptr;

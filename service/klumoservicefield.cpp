@@ -87,11 +87,12 @@ template<class Protocol> void readValue(Protocol &in, const KLumoServiceField &f
     }
 }
 
-void beginRecord(TProtocol &in, std::string &name)
+void beginRecord(TProtocol &in)
 {
+    std::string name;
     in.readStructBegin(name);
 }
-void beginRecord(KLumoServiceDecoder &in, std::string &)
+void beginRecord(KLumoServiceDecoder &in)
 {
     in.beginRecord();
 }
@@ -106,8 +107,8 @@ void endRecord(KLumoServiceDecoder &in)
 
 template<class Protocol> void readFields(Protocol &in, KLumoServiceField *fields, int count)
 {
-    std::string name;
-    beginRecord(in, name);
+    beginRecord(in);
+    std::string name; // a field's, which the readers neither need nor fill
     for (;;) {
         TType type;
         int16_t id = 0;
